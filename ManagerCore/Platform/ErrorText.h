@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+// The platform's messages, made from errno in this one place: one sentence that names the file, the same on every
+// platform.
+namespace ManagerCore::Platform::ErrorText
+{
+
+// `path` could not be written, created or copied.
+std::string saving(int error, const std::filesystem::path& path);
+
+// `path` could not be read.
+std::string reading(int error, const std::filesystem::path& path);
+
+// `path` was read but is not what was asked for: "it isn’t UTF-8 text", "it isn’t a regular file".
+std::string unsuitable(const std::filesystem::path& path, const std::string& reason);
+
+// `executable` could not be started.
+std::string launching(int error, const std::filesystem::path& executable);
+
+// `path` could not be moved to the Trash. `volume` names the volume where that has no Trash (ENOTSUP).
+std::string trashing(int error, const std::filesystem::path& path, const std::string& volume = {});
+
+// Nothing exists at `path`.
+std::string missing(const std::filesystem::path& path);
+
+// The system's own words for an errno, such as "Input/output error".
+std::string systemReason(int error);
+
+} // namespace ManagerCore::Platform::ErrorText

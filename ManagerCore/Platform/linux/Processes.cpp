@@ -1,0 +1,20 @@
+#include "ManagerCore/Platform/Platform.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace ManagerCore::Platform
+{
+
+bool makePipe(std::array<int, 2>& ends) { return ::pipe2(ends.data(), O_CLOEXEC) == 0; }
+
+// Our own descriptors are close-on-exec from birth; this is for those that the program itself was started with.
+int restrictInheritance(posix_spawnattr_t& /*attributes*/, posix_spawn_file_actions_t& actions)
+{
+    return ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+}
+
+int exitDescriptor(pid_t child) { return static_cast<int>(::syscall(SYS_pidfd_open, child, 0)); }
+
+} // namespace ManagerCore::Platform

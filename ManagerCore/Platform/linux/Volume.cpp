@@ -1,0 +1,42 @@
+#include "ManagerCore/Platform/Platform.h"
+
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "ManagerCore/Platform/linux/MountTable.h"
+
+namespace ManagerCore::Platform
+{
+
+namespace
+{
+
+std::string nameOf(const MountTable::Mount& mount)
+{
+    std::string label = MountTable::labelOf(mount.source, "/dev/disk/by-label");
+    if (!label.empty()) {
+        return label;
+    }
+    return mount.mountPoint == "/" ? "/" : mount.mountPoint.filename().string();
+}
+
+} // namespace
+
+std::optional<Volume> volumeOf(const std::filesystem::path& path)
+{
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(path, error);
+    std::ifstream table("/proc/self/mountinfo", std::ios::binary);
+    if (error || !table) {
+        return std::nullopt;
+    }
+    const std::string text {std::istreambuf_iterator<char>(table), std::istreambuf_iterator<char>()};
+    const auto mount = MountTable::holding(MountTable::parse(text), real);
+    if (!mount) {
+        return std::nullopt;
+    }
+    return Volume {.mountPoint = mount->mountPoint, .name = nameOf(*mount), .isRoot = mount->mountPoint == "/"};
+}
+
+} // namespace ManagerCore::Platform
