@@ -1,0 +1,155 @@
+#include "ManagerCore/Foundation/TreeWalk.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <mutex>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include "Tests/Support/Sandbox.h"
+
+namespace TreeWalk = ManagerCore::TreeWalk;
+namespace fs = std::filesystem;
+using TestSupport::write;
+using TreeWalk::Kind;
+
+namespace
+{
+
+using Found = std::map<std::string, Kind>;
+
+Found everything(const fs::path& root)
+{
+    Found found;
+    std::mutex mutex;
+    TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned) {
+        const std::lock_guard lock(mutex);
+        for (const TreeWalk::Entry& entry : folder.entries) {
+            EXPECT_TRUE(found.emplace(TreeWalk::pathOf(folder, entry), entry.kind).second);
+        }
+    });
+    return found;
+}
+
+using TreeWalkTest = TestSupport::SandboxTest;
+
+TEST_F(TreeWalkTest, yieldsEveryEntryOnceWithItsKind)
+{
+    write(scratch() / "a/file", "x");
+    write(scratch() / "a/.hidden/b.app/inside", "x");
+    TestSupport::makeLink(scratch() / "a/link", ".hidden");
+    TestSupport::makeLink(scratch() / "a/dangling", "nowhere");
+    ::mkfifo((scratch() / "a/fifo").c_str(), 0600);
+    EXPECT_EQ(everything(scratch() / "a"),
+              (Found {{"file", Kind::file},
+                      {".hidden", Kind::folder},
+                      {".hidden/b.app", Kind::folder},
+                      {".hidden/b.app/inside", Kind::file},
+                      {"link", Kind::link},
+                      {"dangling", Kind::link},
+                      {"fifo", Kind::other}}));
+}
+
+TEST_F(TreeWalkTest, aRootThatIsALinkIsFollowedAndOthersAreNot)
+{
+    write(scratch() / "real/file", "x");
+    TestSupport::makeLink(scratch() / "root", "real");
+    EXPECT_EQ(everything(scratch() / "root"), (Found {{"file", Kind::file}}));
+}
+
+TEST_F(TreeWalkTest, onlyAFolderCanBeARoot)
+{
+    write(scratch() / "file", "x");
+    ::mkfifo((scratch() / "fifo").c_str(), 0600);
+    const auto visit = [](const TreeWalk::Folder&, unsigned) { FAIL(); };
+    EXPECT_FALSE(TreeWalk::walk(scratch() / "file", visit));
+    EXPECT_FALSE(TreeWalk::walk(scratch() / "fifo", visit));
+    EXPECT_FALSE(TreeWalk::walk(scratch() / "none", visit));
+    EXPECT_FALSE(TreeWalk::walk({}, visit));
+    fs::create_directory(scratch() / "empty");
+    EXPECT_TRUE(TreeWalk::walk(scratch() / "empty", visit));
+}
+
+TEST_F(TreeWalkTest, whatIsLeftOutIsNotEntered)
+{
+    write(scratch() / "tree/keep/file", "x");
+    write(scratch() / "tree/skip/file", "x");
+    std::vector<std::string> seen;
+    TreeWalk::walk(scratch() / "tree", [&](const TreeWalk::Folder& folder, unsigned) {
+        for (TreeWalk::Entry& entry : folder.entries) {
+            seen.push_back(TreeWalk::pathOf(folder, entry));
+            entry.descend = entry.name != "skip";
+        }
+    });
+    EXPECT_THAT(seen, testing::UnorderedElementsAre("keep", "skip", "keep/file"));
+}
+
+TEST_F(TreeWalkTest, aLargeFolderComesInPiecesAndNothingIsLost)
+{
+    for (int file = 0; file < 5000; file++) {
+        write(scratch() / "many" / ("a file with a rather long name " + std::to_string(file)), "");
+    }
+    std::size_t pieces = 0;
+    std::size_t entries = 0;
+    TreeWalk::walk(scratch() / "many", [&](const TreeWalk::Folder& folder, unsigned) {
+        pieces++;
+        entries += folder.entries.size();
+    });
+    EXPECT_EQ(entries, 5000U);
+    EXPECT_GT(pieces, 1U);
+    EXPECT_EQ(everything(scratch() / "many").size(), 5000U);
+}
+
+TEST_F(TreeWalkTest, noLaneIsUsedByTwoThreadsAtOnce)
+{
+    for (int folder = 0; folder < 500; folder++) {
+        write(scratch() / "wide" / std::to_string(folder) / "x/y/z", "");
+    }
+    std::array<std::atomic<int>, TreeWalk::lanes> inside {};
+    std::atomic<int> folders = 0;
+    TreeWalk::walk(scratch() / "wide", [&](const TreeWalk::Folder&, unsigned lane) {
+        ASSERT_LT(lane, TreeWalk::lanes);
+        EXPECT_EQ(inside[lane]++, 0);
+        folders++;
+        inside[lane]--;
+    });
+    EXPECT_EQ(folders, 1 + 500 * 3);
+}
+
+TEST_F(TreeWalkTest, aFewDescriptorsAreEnough)
+{
+    fs::path deep = scratch() / "tree";
+    for (int depth = 0; depth < 300; depth++) {
+        deep /= "d";
+        write(deep / "file", "");
+        write(deep / "side/file", "");
+    }
+    rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit few {.rlim_cur = 32, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const Found found = everything(scratch() / "tree");
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(found.size(), 300U * 4);
+}
+
+TEST_F(TreeWalkTest, severalWalksAtOnceDoNotDisturbEachOther)
+{
+    for (int folder = 0; folder < 100; folder++) {
+        write(scratch() / "tree" / std::to_string(folder) / "x/y", "");
+    }
+    std::vector<std::thread> walkers;
+    std::atomic<int> right = 0;
+    for (int walker = 0; walker < 8; walker++) {
+        walkers.emplace_back([&] { right += everything(scratch() / "tree").size() == 300 ? 1 : 0; });
+    }
+    for (std::thread& walker : walkers) {
+        walker.join();
+    }
+    EXPECT_EQ(right, 8);
+}
+
+} // namespace
