@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <vector>
 
 #include <plist/plist.h>
 
@@ -12,11 +14,11 @@ namespace ManagerCore::PropertyList
 namespace
 {
 
-// libplist recurses into what it reads and into what it frees: what would exhaust the stack is refused beforehand. In
-// the binary form depth is bounded by size alone, a level takes some six bytes.
-constexpr std::size_t xmlLimit = std::size_t {16} << 20;
-constexpr std::size_t binaryLimit = std::size_t {32} << 10;
+// libplist recurses into what it reads and into what it frees, and reads a part of a binary list once for each place
+// that refers to it: what would exhaust the stack, or go on for ever, is refused beforehand.
+constexpr std::size_t sizeLimit = std::size_t {16} << 20U;
 constexpr std::size_t depthLimit = 128;
+constexpr std::size_t nodeLimit = std::size_t {1} << 20U;
 
 bool isNestedTooDeep(std::string_view xml)
 {
@@ -35,6 +37,116 @@ bool isNestedTooDeep(std::string_view xml)
     return false;
 }
 
+// How the parts of a binary list refer to each other; nothing else of it is looked at. A table of offsets, told of in
+// the last 32 bytes, leads to the parts; those that hold others hold their numbers in that table.
+class References
+{
+public:
+    explicit References(std::string_view bytes)
+        : bytes_(bytes)
+    {
+    }
+
+    // How many parts reading it would give; absent when there are too many, they nest too deep or in a circle, or they
+    // lie outside the list.
+    std::optional<std::size_t> count()
+    {
+        constexpr std::size_t trailer = 32;
+        if (bytes_.size() < trailer) {
+            return std::nullopt;
+        }
+        const std::size_t end = bytes_.size() - trailer;
+        offsetSize_ = number(end + 6, 1).value_or(0);
+        referenceSize_ = number(end + 7, 1).value_or(0);
+        const std::size_t parts = number(end + 8, 8).value_or(0);
+        table_ = number(end + 24, 8).value_or(0);
+        if (parts > bytes_.size()) {
+            return std::nullopt;
+        }
+        counts_.assign(parts, 0);
+        return countBelow(number(end + 16, 8).value_or(parts), 0);
+    }
+
+private:
+    static constexpr std::size_t entered = SIZE_MAX; // its count is being taken
+
+    struct Holder {
+        std::size_t first = 0; // where its references begin
+        std::size_t count = 0;
+    };
+
+    std::optional<std::size_t> countBelow(std::size_t part, std::size_t depth)
+    {
+        if (part >= counts_.size() || counts_[part] == entered || depth > depthLimit) {
+            return std::nullopt;
+        }
+        if (counts_[part] != 0) {
+            return counts_[part];
+        }
+        const auto holder = holderAt(part);
+        if (!holder) {
+            return std::nullopt;
+        }
+        counts_[part] = entered;
+        std::size_t total = 1;
+        for (std::size_t index = 0; index < holder->count; index++) {
+            const auto reference = number(holder->first + index * referenceSize_, referenceSize_);
+            const auto below = reference ? countBelow(*reference, depth + 1) : std::nullopt;
+            total += below.value_or(nodeLimit);
+            if (total > nodeLimit) {
+                return std::nullopt;
+            }
+        }
+        counts_[part] = total;
+        return total;
+    }
+
+    // What the part refers to: nothing but for arrays, sets and dictionaries, whose keys are parts as well.
+    [[nodiscard]] std::optional<Holder> holderAt(std::size_t part) const
+    {
+        const auto offset = number(table_ + part * offsetSize_, offsetSize_);
+        const auto marker = offset ? number(*offset, 1) : std::nullopt;
+        if (!marker) {
+            return std::nullopt;
+        }
+        const std::size_t kind = *marker >> 4U;
+        if (kind != 0xA && kind != 0xC && kind != 0xD) {
+            return Holder {};
+        }
+        Holder holder {.first = *offset + 1, .count = *marker & 0xFU};
+        if (holder.count == 0xF) {
+            // A longer count is a number of its own: a byte that tells its length, then its bytes.
+            const std::size_t length = std::size_t {1} << (number(holder.first, 1).value_or(0) & 0x3U);
+            const auto count = number(holder.first + 1, length);
+            if (!count || *count > bytes_.size()) {
+                return std::nullopt;
+            }
+            holder = {.first = holder.first + 1 + length, .count = *count};
+        }
+        holder.count *= kind == 0xD ? 2 : 1;
+        return holder;
+    }
+
+    // The number of `size` bytes, the highest first; absent when it lies outside.
+    [[nodiscard]] std::optional<std::size_t> number(std::size_t at, std::size_t size) const
+    {
+        if (size == 0 || size > 8 || at > bytes_.size() || size > bytes_.size() - at) {
+            return std::nullopt;
+        }
+        std::size_t value = 0;
+        for (const char byte : bytes_.substr(at, size)) {
+            value = value << 8U | static_cast<unsigned char>(byte);
+        }
+        return value;
+    }
+
+    std::string_view bytes_;
+    std::size_t offsetSize_ = 0;
+    std::size_t referenceSize_ = 0;
+    std::size_t table_ = 0;
+    std::vector<std::size_t> counts_; // by part; 0 when not taken yet
+};
+
 } // namespace
 
 void Release::operator()(void* root) const { plist_free(root); }
@@ -42,12 +154,15 @@ void Release::operator()(void* root) const { plist_free(root); }
 Tree parse(std::string_view bytes)
 {
     plist_t root = nullptr;
-    const auto size = static_cast<std::uint32_t>(std::min(bytes.size(), xmlLimit));
+    if (bytes.empty() || bytes.size() > sizeLimit) {
+        return Tree(root);
+    }
+    const auto size = static_cast<std::uint32_t>(bytes.size());
     if (plist_is_binary(bytes.data(), size) != 0) {
-        if (bytes.size() <= binaryLimit) {
+        if (References(bytes).count()) {
             plist_from_bin(bytes.data(), size, &root);
         }
-    } else if (!bytes.empty() && bytes.size() <= xmlLimit && !isNestedTooDeep(bytes)) {
+    } else if (!isNestedTooDeep(bytes)) {
         plist_from_xml(bytes.data(), size, &root);
     }
     return Tree(root);

@@ -1,0 +1,122 @@
+#include "ManagerCore/Foundation/PropertyList.h"
+
+#include <cstdlib>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+namespace PropertyList = ManagerCore::PropertyList;
+
+namespace
+{
+
+std::string binaryOf(plist_t root)
+{
+    char* bytes = nullptr;
+    std::uint32_t size = 0;
+    plist_to_bin(root, &bytes, &size);
+    std::string text(bytes, size);
+    std::free(bytes);
+    plist_free(root);
+    return text;
+}
+
+std::string bigEndian(std::uint64_t value, int size)
+{
+    std::string bytes;
+    for (int shift = (size - 1) * 8; shift >= 0; shift -= 8) {
+        bytes.push_back(static_cast<char>(value >> static_cast<unsigned>(shift)));
+    }
+    return bytes;
+}
+
+// A binary list whose parts are given as they stand, with one byte for each reference and two for each offset.
+std::string assembled(const std::vector<std::string>& parts)
+{
+    std::string bytes = "bplist00";
+    std::string table;
+    for (const std::string& part : parts) {
+        table += bigEndian(bytes.size(), 2);
+        bytes += part;
+    }
+    const std::size_t tableAt = bytes.size();
+    return bytes + table + std::string(6, '\0') + "\x02\x01" + bigEndian(parts.size(), 8) + bigEndian(0, 8) +
+           bigEndian(tableAt, 8);
+}
+
+TEST(PropertyLists, areReadInBothForms)
+{
+    const auto xml = PropertyList::parse("<plist version=\"1.0\"><dict><key>a</key><string>b</string></dict></plist>");
+    ASSERT_TRUE(xml);
+    EXPECT_EQ(plist_get_node_type(xml.get()), PLIST_DICT);
+    plist_t list = plist_new_array();
+    for (int index = 0; index < 300; index++) { // longer counts and longer references than the shortest
+        plist_t entry = plist_new_dict();
+        plist_dict_set_item(entry, "key", plist_new_string(("value " + std::to_string(index)).c_str()));
+        plist_array_append_item(list, entry);
+    }
+    const auto binary = PropertyList::parse(binaryOf(list));
+    ASSERT_TRUE(binary);
+    EXPECT_EQ(plist_array_get_size(binary.get()), 300U);
+}
+
+TEST(PropertyLists, aPartThatIsSharedIsReadAtEachPlace)
+{
+    const auto list = PropertyList::parse(assembled({"\xA2\x01\x01", "\x51x"}));
+    ASSERT_TRUE(list);
+    EXPECT_EQ(plist_array_get_size(list.get()), 2U);
+}
+
+TEST(PropertyLists, whatWouldNeverEndIsRefusedAtOnce)
+{
+    std::vector<std::string> doubling;
+    for (char level = 1; level < 60; level++) {
+        doubling.push_back(std::string("\xA2") + level + level);
+    }
+    doubling.emplace_back("\x51x");
+    EXPECT_FALSE(PropertyList::parse(assembled(doubling)));
+    EXPECT_FALSE(PropertyList::parse(assembled({std::string("\xA1\x00", 2)}))) << "holds itself";
+    EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x01", std::string("\xA1\x00", 2)})));
+    EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x07"}))) << "refers to nothing";
+}
+
+TEST(PropertyLists, whatNestsTooDeepIsRefused)
+{
+    std::vector<std::string> nested;
+    for (int level = 1; level < 200; level++) {
+        nested.push_back(std::string("\xA1") + static_cast<char>(level));
+    }
+    nested.emplace_back("\x51x");
+    EXPECT_FALSE(PropertyList::parse(assembled(nested)));
+    std::string xml = "<plist version=\"1.0\">";
+    for (int level = 0; level < 200; level++) {
+        xml += "<array>";
+    }
+    EXPECT_FALSE(PropertyList::parse(xml));
+}
+
+TEST(PropertyLists, damagedOnesAreRefusedOrReadButNeverMore)
+{
+    std::mt19937 random(11); // NOLINT(bugprone-random-generator-seed): the same damage each time
+    plist_t root = plist_new_dict();
+    plist_dict_set_item(root, "Label", plist_new_string("a label"));
+    plist_t arguments = plist_new_array();
+    plist_array_append_item(arguments, plist_new_uint(7));
+    plist_dict_set_item(root, "ProgramArguments", arguments);
+    const std::string whole = binaryOf(root);
+    EXPECT_TRUE(PropertyList::parse(whole));
+    for (std::size_t length = 0; length < whole.size(); length++) {
+        EXPECT_FALSE(PropertyList::parse(whole.substr(0, length)) && length < 32);
+    }
+    for (int round = 0; round < 20'000; round++) {
+        std::string damaged = whole;
+        damaged[8 + random() % (damaged.size() - 8)] = static_cast<char>(random());
+        EXPECT_NO_FATAL_FAILURE(PropertyList::parse(damaged));
+    }
+    EXPECT_FALSE(PropertyList::parse(""));
+    EXPECT_FALSE(PropertyList::parse("bplist00"));
+}
+
+} // namespace
