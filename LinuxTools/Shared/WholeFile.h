@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+namespace LinuxTools
+{
+
+// Puts `bytes` under `file` whole or not at all, in place of what stood there, durable before it shows. Written beside
+// it under a hidden name of its own (`.NAME.new`), which a killed writer may leave behind and the next one takes over;
+// two writers of one file at a time are the caller's to keep apart. Absent on success, else one sentence why not.
+std::optional<std::string> writeWhole(const std::filesystem::path& file, std::string_view bytes, mode_t mode);
+
+// Creates the folder and those above it, each with `mode`. Absent on success, else one sentence why not.
+std::optional<std::string> makeFolders(const std::filesystem::path& folder, mode_t mode);
+
+// Where `writeWhole` writes before it renames.
+std::filesystem::path besideName(const std::filesystem::path& file);
+
+} // namespace LinuxTools
