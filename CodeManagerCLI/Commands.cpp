@@ -1,0 +1,33 @@
+#include "CodeManagerCLI/Commands.h"
+
+#include <array>
+
+#include "CodeManagerCLI/CompletionCommand.h"
+#include "CodeManagerCLI/IdentityCommand.h"
+#include "CodeManagerCLI/ModelCommand.h"
+#include "CodeManagerCLI/ServiceCommand.h"
+#include "CodeManagerCLI/SizeCommand.h"
+#include "CodeManagerCLI/StatusCommand.h"
+#include "CodeManagerCLI/TrashCommand.h"
+
+namespace CodeManagerCLI
+{
+
+void addCommands(CommandTree& tree)
+{
+    // In the order of the help.
+    constexpr std::array declarations {
+        &StatusCommand::declare,
+        &IdentityCommand::declare,
+        &ServiceCommand::declare,
+        &ModelCommand::declare,
+        &SizeCommand::declare,
+        &TrashCommand::declare,
+        &CompletionCommand::declare,
+    };
+    for (const auto declare : declarations) {
+        declare(tree);
+    }
+}
+
+} // namespace CodeManagerCLI

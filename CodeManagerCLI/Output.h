@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace CodeManagerCLI
+{
+
+using Json = nlohmann::ordered_json;
+
+enum class Tone : std::uint8_t { neutral, good, bad };
+
+// A line of a table. An empty label continues the row above.
+struct Row {
+    std::string label;
+    std::string value;
+    Tone tone = Tone::neutral;
+};
+
+// `text` with everything that could drive a terminal or pass for another line written as an escape: control
+// characters, line breaks, changes of the writing direction, bytes that are not UTF-8.
+std::string visible(std::string_view text);
+
+// The same for a text that may have several lines: line feeds and tabs stay.
+std::string visibleLines(std::string_view text);
+
+// Where a command writes: results to the standard output, refusals and failures to the standard error. Everything but
+// JSON passes through `visible`, so no value needs to be trusted.
+class Output
+{
+public:
+    Output(std::ostream& out, std::ostream& err, bool colours);
+
+    void line(std::string_view text);
+    void lines(std::string_view text); // a line feed is added where the last line has none
+    void table(const std::vector<Row>& rows);
+    void json(const Json& document); // bytes that are not UTF-8 become U+FFFD
+
+    void errorLine(std::string_view text);
+    void errorLines(std::string_view text);
+
+private:
+    std::ostream& beforeError(); // what was written comes first on a shared terminal
+
+    std::ostream& out_;
+    std::ostream& err_;
+    bool colours_;
+};
+
+} // namespace CodeManagerCLI

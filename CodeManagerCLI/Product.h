@@ -1,0 +1,20 @@
+#pragma once
+
+#include "CodeManagerCLI/Context.h"
+#include "ManagerCore/Foundation/Identity.h"
+#include "ManagerCore/Foundation/ManagerActions.h"
+
+namespace CodeManagerCLI
+{
+
+// The managed product as its descriptor tells it.
+struct Product {
+    ManagerCore::Identity identity;
+    ManagerCore::ManagerActions actions;
+};
+
+// Reads the descriptor that --identity names, else CM_IDENTITY_TOML, else the program's own. One that cannot be read
+// gives the empty records; where the user named it, one sentence on the standard error says so.
+Product loadProduct(const Context& context);
+
+} // namespace CodeManagerCLI

@@ -1,0 +1,19 @@
+#pragma once
+
+// How the program ends when it is told to: its child processes first, which lead process groups of their own and are
+// not reached by the terminal's Ctrl-C, then the program itself by that very signal.
+namespace CodeManagerCLI::Signals
+{
+
+// To be called first in main, before there is any other thread. From then on SIGINT, SIGTERM and SIGHUP end the program
+// in that way; one that was ignored at the start stays ignored.
+void watch();
+
+// Does not return when a signal is ending the program: what a command has to say of children that were ended under it
+// is not to be printed. To be called before anything is written.
+void waitIfEnding();
+
+// The work is done and no child is left. From here on a signal ends the program at once.
+void workIsDone();
+
+} // namespace CodeManagerCLI::Signals

@@ -1,0 +1,258 @@
+// How the program ends from outside: signals, terminals, pipes that nobody reads. Real processes all.
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "ManagerCore/Foundation/Proc.h"
+#include "Tests/CodeManagerCLI/Installation.h"
+#include "Tests/CodeManagerCLI/Running.h"
+
+namespace
+{
+
+using namespace std::chrono_literals;
+namespace Proc = ManagerCore::Proc;
+
+class EndingTest : public InstallationTest
+{
+protected:
+    // What a failing test leaves running.
+    void TearDown() override
+    {
+        for (const char* file : {"first", "second"}) {
+            pid_t process = 0;
+            if (std::ifstream(home() / file) >> process && isRunning(process)) {
+                ::kill(-::getpgid(process), SIGKILL);
+            }
+        }
+    }
+
+    // The product's executable ignores every polite signal, has a child that does so too, and never ends.
+    void makeProductHang() const
+    {
+        setProductScript("trap '' TERM INT HUP\n"
+                         "sleep 600 &\n"
+                         "echo $! >\"$HOME/second\"\n"
+                         "echo $$ >\"$HOME/first\"\n"
+                         "while :; do sleep 600; done\n");
+    }
+
+    [[nodiscard]] Running::Setting setting(bool terminal) const
+    {
+        return {.environment = environment(), .folder = home(), .terminal = terminal};
+    }
+
+    // The number that the product wrote into the file, as soon as it has.
+    [[nodiscard]] pid_t processIn(const std::string& file) const
+    {
+        for (int attempt = 0; attempt < 3000; ++attempt) {
+            pid_t process = 0;
+            if (std::ifstream(home() / file) >> process) {
+                return process;
+            }
+            ::usleep(10000);
+        }
+        ADD_FAILURE() << "the product was not started";
+        return -1;
+    }
+
+    // Lets the product hang, does `end` to the program and expects it and all that it started to be gone by the signal.
+    template <class End> void expectEndBySignal(int signal, bool terminal, End end)
+    {
+        makeProductHang();
+        Running run({program(), "status"}, setting(terminal));
+        const pid_t second = processIn("second");
+        const pid_t first = processIn("first");
+        ASSERT_TRUE(isRunning(first));
+        ASSERT_TRUE(isRunning(second));
+
+        const auto before = std::chrono::steady_clock::now();
+        end(run);
+        const auto status = run.ended();
+        const auto taken = std::chrono::steady_clock::now() - before;
+
+        ASSERT_TRUE(status.has_value());
+        EXPECT_TRUE(WIFSIGNALED(*status)) << "exit status " << WEXITSTATUS(*status);
+        EXPECT_EQ(WTERMSIG(*status), signal);
+        EXPECT_LT(taken, 1500ms);
+        EXPECT_FALSE(isRunning(first));
+        EXPECT_FALSE(isRunning(second));
+        EXPECT_EQ(run.output().find("Status"), std::string::npos) << run.output();
+    }
+};
+
+TEST_F(EndingTest, ControlCEndsTheProgramAndAllItStarted)
+{
+    expectEndBySignal(SIGINT, true, [](const Running& run) { run.type("\x03"); });
+}
+
+TEST_F(EndingTest, SigtermEndsTheProgramAndAllItStarted)
+{
+    expectEndBySignal(SIGTERM, false, [](const Running& run) { ::kill(run.pid(), SIGTERM); });
+}
+
+TEST_F(EndingTest, SighupEndsTheProgramAndAllItStarted)
+{
+    expectEndBySignal(SIGHUP, false, [](const Running& run) { ::kill(run.pid(), SIGHUP); });
+}
+
+TEST_F(EndingTest, AnImpatientUserChangesNothing)
+{
+    expectEndBySignal(SIGINT, false, [](const Running& run) {
+        ::kill(run.pid(), SIGINT);
+        ::kill(run.pid(), SIGINT);
+        ::usleep(50000);
+        ::kill(run.pid(), SIGTERM);
+    });
+}
+
+TEST_F(EndingTest, AChildThatEndsPolitelyIsNotReportedOn)
+{
+    // Nothing but the executable to look at: the status would be told at once.
+    TestSupport::write(home() / "only.toml", "binaries = [\"~/.sample/bin/sample\"]\n");
+    setProductScript("echo $$ >\"$HOME/first\"\nexec sleep 600\n");
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        std::filesystem::remove(home() / "first");
+        Running run({program(), "status", "--identity", "only.toml"}, setting(false));
+        const pid_t first = processIn("first");
+        ::kill(run.pid(), SIGINT);
+        const auto status = run.ended();
+        ASSERT_TRUE(status.has_value());
+        EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGINT);
+        EXPECT_EQ(run.output(), "");
+        EXPECT_FALSE(isRunning(first));
+    }
+}
+
+TEST_F(EndingTest, AStubbornProcessOfAPoliteChildIsEndedToo)
+{
+    setProductScript("sh -c 'trap \"\" TERM INT; echo $$ >\"$HOME/second\"; while :; do sleep 600; done' &\n"
+                     "echo $$ >\"$HOME/first\"\n"
+                     "wait\n");
+    Running run({program(), "status"}, setting(false));
+    const pid_t second = processIn("second");
+    ::kill(run.pid(), SIGTERM);
+    const auto status = run.ended();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGTERM);
+    EXPECT_FALSE(isRunning(second));
+}
+
+TEST_F(EndingTest, AStubbornProcessThatHoldsNoStreamIsEndedToo)
+{
+    setProductScript("sh -c 'trap \"\" TERM INT; echo $$ >\"$HOME/second\"; while :; do sleep 600; done' "
+                     ">/dev/null 2>&1 &\n"
+                     "wait\n");
+    Running run({program(), "status"}, setting(false));
+    const pid_t second = processIn("second");
+    ::kill(run.pid(), SIGTERM);
+    const auto status = run.ended();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGTERM);
+    EXPECT_FALSE(isRunning(second));
+}
+
+TEST_F(EndingTest, AnIgnoredHangUpStaysIgnored)
+{
+    setProductScript("echo $$ >\"$HOME/first\"\nwhile [ ! -e \"$HOME/go\" ]; do sleep 0.05; done\necho 'sample 9'\n");
+    Running run({"/bin/bash", "-c", "trap '' HUP; exec zyn-code-manager status"}, setting(false));
+    ASSERT_GT(processIn("first"), 0);
+    ::kill(run.pid(), SIGHUP);
+    EXPECT_EQ(run.ended(300ms), std::nullopt);
+    TestSupport::write(home() / "go", "");
+    const auto status = run.ended();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == 0);
+    EXPECT_TRUE(run.shows("9 (—)")) << run.output();
+}
+
+TEST_F(EndingTest, AChildThatReadsTheTerminalGetsTheEndOfTheFile)
+{
+    setProductScript("if read -r line; then echo \"read $line\"; else echo 'sample at-its-end'; fi\n");
+    Running run({program(), "status"}, setting(true));
+    run.type("typed ahead\n");
+    const auto status = run.ended();
+    ASSERT_TRUE(status.has_value()) << "the child hangs on the terminal";
+    EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == 0);
+    EXPECT_NE(run.output().find("at-its-end (—)"), std::string::npos) << run.output();
+}
+
+TEST_F(EndingTest, AChildThatReadsAPipeGetsWhatIsInIt)
+{
+    setProductScript("read -r line; echo \"sample $line\"\n");
+    const auto out = Proc::run("/bin/bash", {"-c", "echo piped | zyn-code-manager status"}, home(), environment());
+    EXPECT_NE(out.stdout.find("piped (—)"), std::string::npos) << out.stdout << out.stderr;
+}
+
+TEST_F(EndingTest, AChildHasAllStandardDescriptorsEvenWhereTheProgramHasNone)
+{
+    setProductScript("exec '" + TestSupport::testChild().string() + "' descriptors\n"); // the first is the version
+    const auto out
+        = Proc::run("/bin/bash", {"-c", "zyn-code-manager status <&- | grep Version"}, home(), environment());
+    EXPECT_EQ(out.stdout, "Version   0 (—)\n") << out.stderr;
+}
+
+// Runs a pipeline whose reader is gone before the program writes, and gives the program's exit status.
+std::string pipelineStatus(const std::string& before)
+{
+    return "{ while [ ! -e gone ]; do sleep 0.01; done; " + before
+        + " zyn-code-manager identity; } | { exec <&-; : >gone; }; echo \"${PIPESTATUS[0]}\"";
+}
+
+TEST_F(EndingTest, ABrokenPipeEndsItQuietly)
+{
+    const auto out = Proc::run("/bin/bash", {"-c", pipelineStatus("exec")}, home(), environment());
+    EXPECT_EQ(out.stdout, std::to_string(128 + SIGPIPE) + "\n");
+    EXPECT_EQ(out.stderr, "");
+}
+
+TEST_F(EndingTest, ABrokenPipeThatKillsNobodyEndsItQuietly)
+{
+    const auto out = Proc::run("/bin/bash", {"-c", pipelineStatus("trap '' PIPE; exec")}, home(), environment());
+    EXPECT_EQ(out.stdout, "1\n");
+    EXPECT_EQ(out.stderr, "");
+}
+
+TEST_F(EndingTest, NothingIsLeftBehind)
+{
+    const auto out = Proc::run(program(), {"status"}, home(), environment());
+    ASSERT_TRUE(out.ok()) << out.stderr;
+    EXPECT_TRUE(std::filesystem::is_empty(scratch() / "tmp"));
+}
+
+struct ColourCase {
+    const char* name;
+    const char* variable;
+    const char* value;
+    bool coloured;
+};
+
+class ColourTest : public EndingTest, public ::testing::WithParamInterface<ColourCase>
+{
+};
+
+TEST_P(ColourTest, ATerminalHasColoursUnlessTheyAreRefused)
+{
+    auto described = setting(true);
+    described.environment[GetParam().variable] = GetParam().value;
+    Running run({program(), "status"}, described);
+    ASSERT_TRUE(run.ended().has_value());
+    EXPECT_NE(run.output().find("Installed"), std::string::npos) << run.output();
+    EXPECT_EQ(run.output().find("\033[32mInstalled\033[0m") != std::string::npos, GetParam().coloured) << run.output();
+    EXPECT_EQ(run.output().find('\033') != std::string::npos, GetParam().coloured) << run.output();
+}
+
+INSTANTIATE_TEST_SUITE_P(Colours,
+                         ColourTest,
+                         ::testing::Values(ColourCase {"Terminal", "TERM", "xterm-256color", true},
+                                           ColourCase {"DumbTerminal", "TERM", "dumb", false},
+                                           ColourCase {"NoColour", "NO_COLOR", "1", false},
+                                           ColourCase {"EmptyNoColour", "NO_COLOR", "", true}),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace
