@@ -1,0 +1,14 @@
+#!/bin/bash
+# Builds the local engine and installs it beside Zyn's command line.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+# shellcheck source=Demo/Projects/shared/steps.sh
+. ../shared/steps.sh
+
+version=$(cat VERSION)
+step "Building mlx-vantor $version"
+compile "$PWD/build/mlx-vantor" "$PWD/src" -DVANTOR_VERSION="\"$version\""
+build/mlx-vantor --version | grep -q "^mlx-vantor $version\$" || stop "The build does not tell its version."
+step "Installing into ~/.zyn/bin"
+install_program build/mlx-vantor "$home/.zyn/bin/mlx-vantor"
+step "✓ mlx-vantor $version is installed; a running server goes on with the old one until it is restarted"
