@@ -1,0 +1,193 @@
+# shellcheck shell=bash
+# Installs what the project needs. Sourced, then called as `need GROUP...`: silent when everything is there, otherwise
+# one line that says what is installed and why. Groups: build, test, bench, lint, cross.
+
+# One line for each thing: its group; the command by which it is known to be there, or "-" for a library, known by its
+# package; its Debian package; its Homebrew formula. "-" where a system needs none.
+dependency_table()
+{
+    cat <<'TABLE'
+build  c++              g++                 -
+build  cmake            cmake               cmake
+build  ninja            ninja-build         ninja
+build  pkg-config       pkg-config          pkgconf
+build  -                libplist-dev        libplist
+build  -                nlohmann-json3-dev  nlohmann-json
+build  -                libutf8proc-dev     utf8proc
+build  -                libcli11-dev        cli11
+build  -                libglib2.0-dev      -
+test   -                libgtest-dev        googletest
+test   -                libgmock-dev        -
+test   dbus-daemon      dbus                -
+test   -                systemd             -
+test   -                dbus-user-session   -
+test   mkfs.ext4        e2fsprogs           -
+test   mkfs.xfs         xfsprogs            -
+test   mkfs.btrfs       btrfs-progs         -
+test   setfattr         attr                -
+test   pgrep            procps              -
+test   zsh              zsh                 -
+test   fish             fish                fish
+bench  -                libbenchmark-dev    google-benchmark
+bench  python3          python3             -
+bench  rg               ripgrep             ripgrep
+lint   clang++-19       clang-19            -
+lint   clang-tidy-19    clang-tidy-19       -
+lint   clang-format-19  clang-format-19     -
+lint   shellcheck       shellcheck          shellcheck
+lint   python3          python3             -
+lint   git              git                 -
+cross  npm              npm                 node
+cross  nm               binutils            -
+TABLE
+}
+
+# What a group is for, as the one line says it.
+dependency_purpose()
+{
+    case $1 in
+    build) echo "the build needs" ;;
+    test) echo "the tests need" ;;
+    bench) echo "the benchmarks need" ;;
+    lint) echo "the lints need" ;;
+    cross) echo "the check for macOS needs" ;;
+    *) fail "\"$1\" is no group of dependencies." ;;
+    esac
+}
+
+fail()
+{
+    echo "$*" >&2
+    exit 1
+}
+
+# mkfs and its like stand in sbin, which the path of a plain user may leave out.
+has_command()
+{
+    [ "$1" != - ] && PATH="$PATH:/usr/sbin:/sbin" command -v "$1" >/dev/null
+}
+
+# The packages of a group whose command is not there, libraries always: column 3 is Debian's name, 4 Homebrew's.
+dependency_candidates()
+{
+    local wanted=$1 column=$2 group probe debian brew name
+    while read -r group probe debian brew; do
+        [ "$group" = "$wanted" ] || continue
+        name=$debian
+        [ "$column" = 3 ] || name=$brew
+        [ "$name" = - ] || has_command "$probe" || echo "$name"
+    done < <(dependency_table)
+}
+
+# Of the Debian packages given, those that are not installed.
+missing_debian()
+{
+    local installed name
+    # shellcheck disable=SC2016 # the fields are dpkg-query's
+    installed=$(dpkg-query --show --showformat '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
+    for name in "$@"; do
+        case $'\n'$installed$'\n' in
+        *$'\n'"$name installed"$'\n'*) ;;
+        *) echo "$name" ;;
+        esac
+    done
+}
+
+brew_prefix()
+{
+    local candidate
+    for candidate in "${HOMEBREW_PREFIX:-}" /opt/homebrew /usr/local; do
+        if [ -n "$candidate" ] && [ -x "$candidate/bin/brew" ]; then
+            echo "$candidate"
+            return
+        fi
+    done
+    fail "Homebrew is not installed, and what is missing comes from it: install it as https://brew.sh says."
+}
+
+missing_brew()
+{
+    local prefix name
+    prefix=$(brew_prefix) || exit 1
+    for name in "$@"; do
+        [ -e "$prefix/opt/$name" ] || echo "$name"
+    done
+}
+
+# Run as root; sudo only for those who are not.
+as_root()
+{
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+apt_install()
+{
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --quiet=2 --no-install-recommends \
+        -o DPkg::Lock::Timeout=300 "$@" </dev/null
+}
+
+# The lists of packages are fetched only when the installation fails with those that are there.
+install_debian()
+{
+    local log
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "You are not root and there is no sudo: have \"apt-get install $*\" run as root, then try again."
+    log=$(mktemp)
+    if ! { apt_install "$@" || { as_root apt-get update --quiet=2 </dev/null && apt_install "$@"; }; } >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        fail "These packages could not be installed: $*."
+    fi
+    rm -f "$log"
+}
+
+install_brew()
+{
+    "$(brew_prefix)/bin/brew" install --quiet "$@" </dev/null >&2 || fail "These could not be installed with Homebrew: $*."
+}
+
+# Elsewhere only the commands can be looked for; the build itself says which library it misses.
+need_elsewhere()
+{
+    local wanted=" $* " group probe missing=""
+    while read -r group probe _; do
+        case $wanted in
+        *" $group "*) [ "$probe" = - ] || has_command "$probe" || missing="$missing $probe" ;;
+        esac
+    done < <(dependency_table)
+    [ -z "$missing" ] || fail "These programs are missing, and there is no apt-get to install them with:$missing."
+}
+
+need()
+{
+    local system column group candidates missing purposes="" all=()
+    case $(uname -s) in
+    Darwin) system=brew column=4 ;;
+    *) system=debian column=3 ;;
+    esac
+    if [ $system = debian ] && ! command -v apt-get >/dev/null; then
+        need_elsewhere "$@"
+        return
+    fi
+    if [ $system = brew ]; then
+        c++ --version >/dev/null 2>&1 || fail "The compiler is missing: run \"xcode-select --install\" first."
+    fi
+    for group in "$@"; do
+        dependency_purpose "$group" >/dev/null || exit 1
+        candidates=$(dependency_candidates "$group" $column) || exit 1
+        [ -n "$candidates" ] || continue
+        # shellcheck disable=SC2086 # package names have no spaces
+        missing=$("missing_$system" $candidates) || exit 1
+        [ -n "$missing" ] || continue
+        purposes="$purposes${purposes:+; }$(dependency_purpose "$group") ${missing//$'\n'/ }"
+        # shellcheck disable=SC2206
+        all+=($missing)
+    done
+    [ ${#all[@]} -eq 0 ] && return
+    echo "Installing what is missing: $purposes." >&2
+    "install_$system" "${all[@]}"
+}
