@@ -78,13 +78,16 @@ public:
         return error;
     }
 
-    // Reaps the child and forgets its group, as one step: a group that is listed is never another program's.
+    // Reaps the child and forgets its group, as one step: a group that is listed is never another program's. Once all
+    // are being stopped the group stays listed, for what its leader leaves behind.
     int reap(pid_t child, int& status)
     {
         siginfo_t ended {};
         while (::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT) != 0 && errno == EINTR) { }
         const std::lock_guard lock(list_);
-        std::erase(groups_, child);
+        if (!stopping_) {
+            std::erase(groups_, child);
+        }
         while (::waitpid(child, &status, 0) < 0) {
             if (errno != EINTR) {
                 return errno;
@@ -97,31 +100,33 @@ public:
     {
         const std::unique_lock starting(starting_);
         ended_ = true;
+        {
+            const std::lock_guard lock(list_);
+            stopping_ = true;
+        }
         signalAll(SIGTERM);
         signalAll(SIGCONT); // a stopped process would not hear the first
         const auto deadline = Clock::now() + std::chrono::milliseconds(patience);
-        while (Clock::now() < deadline && signalAll(0)) {
+        while (signalAll(0) && Clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
         signalAll(SIGKILL);
     }
 
 private:
-    // Whether any group took the signal.
+    // Forgets the groups that have no member left; false when none is left.
     bool signalAll(int signal)
     {
         const std::lock_guard lock(list_);
-        bool any = false;
-        for (const pid_t group : groups_) {
-            any = ::kill(-group, signal) == 0 || any;
-        }
-        return any;
+        std::erase_if(groups_, [signal](pid_t group) { return ::kill(-group, signal) != 0 && errno == ESRCH; });
+        return !groups_.empty();
     }
 
     std::shared_mutex starting_;
     std::mutex list_;
-    std::vector<pid_t> groups_;
-    bool ended_ = false;
+    std::vector<pid_t> groups_; // under list_
+    bool stopping_ = false; // under list_
+    bool ended_ = false; // under starting_
 };
 
 // A program that was started with SIGCHLD ignored could not learn how its children end.

@@ -484,4 +484,29 @@ TEST_F(ProcTest, stopAllEndsEveryChildAndLaunchesNoMore)
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
+TEST_F(ProcTest, stopAllEndsWhatAPoliteChildLeavesBehindInItsGroup)
+{
+    const fs::path file = scratch() / "member";
+    const pid_t program = ::fork();
+    if (program == 0) {
+        auto leader = std::async(std::launch::async, [&] {
+            return Proc::run("/bin/sh",
+                             {"-c",
+                              "sh -c 'trap \"\" TERM; echo $$ >\"$0\"; while :; do sleep 600; done' '" + file.string()
+                                  + "' >/dev/null 2>&1 & wait"});
+        });
+        while (TestSupport::read(file).empty()) {
+            std::this_thread::sleep_for(5ms);
+        }
+        std::thread stopper([] { Proc::stopAll(500); });
+        const bool polite = leader.get().code == SIGTERM; // its leader is reaped while the others are still asked
+        stopper.join();
+        std::_Exit(polite ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(program, &status, 0), program);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_TRUE(endsWithin(std::stoi(TestSupport::read(file)), 2s));
+}
+
 } // namespace

@@ -42,8 +42,8 @@ std::string assembled(const std::vector<std::string>& parts)
         bytes += part;
     }
     const std::size_t tableAt = bytes.size();
-    return bytes + table + std::string(6, '\0') + "\x02\x01" + bigEndian(parts.size(), 8) + bigEndian(0, 8) +
-           bigEndian(tableAt, 8);
+    return bytes + table + std::string(6, '\0') + "\x02\x01" + bigEndian(parts.size(), 8) + bigEndian(0, 8)
+        + bigEndian(tableAt, 8);
 }
 
 TEST(PropertyLists, areReadInBothForms)
