@@ -132,7 +132,7 @@ std::string CommandTree::whatIsWrong(const CLI::ParseError& error) const
     return missing.empty() ? std::string(error.what()) + "." : missing;
 }
 
-std::shared_ptr<bool> dryRun(CLI::App& command)
+std::shared_ptr<bool> addDryRun(CLI::App& command)
 {
     auto flag = std::make_shared<bool>(false);
     command.add_flag("--dry-run", *flag, "Print what would happen and touch nothing")->disable_flag_override();

@@ -68,7 +68,7 @@ private:
 };
 
 // Gives a command that changes something its --dry-run, known when its action is called.
-std::shared_ptr<bool> dryRun(CLI::App& command);
+std::shared_ptr<bool> addDryRun(CLI::App& command);
 
 // "zyn-code-manager service start"
 std::string fullName(const CLI::App& command);

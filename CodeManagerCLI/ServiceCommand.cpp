@@ -134,7 +134,7 @@ void declare(CommandTree& tree)
     tree.verb(service, "status", "Tell whether the backend is running", &status);
     const auto declareOperation = [&](const std::string& name, const std::string& summary, Operation operation) {
         CLI::App& command = tree.verb(service, name, summary);
-        const auto dryRun = CodeManagerCLI::dryRun(command);
+        const auto dryRun = addDryRun(command);
         tree.setAction(command,
                        [operation, dryRun](const Context& context) { return run(context, operation, *dryRun); });
     };

@@ -84,7 +84,7 @@ void declare(CommandTree& tree)
 {
     CLI::App& command = tree.noun("trash", "Move files and folders to the Trash");
     const auto paths = tree.paths(command, "A file or folder; of a link the link itself");
-    const auto dryRun = CodeManagerCLI::dryRun(command);
+    const auto dryRun = addDryRun(command);
     tree.setAction(command, [paths, dryRun](const Context& context) { return run(context, *paths, *dryRun); });
 }
 

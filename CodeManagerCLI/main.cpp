@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <string>
 #include <unistd.h>

@@ -21,7 +21,7 @@ protected:
     {
         CLI::App& noun = tree.noun("move", "A command with arguments");
         paths = tree.paths(noun, "What to move");
-        dryRun = CodeManagerCLI::dryRun(noun);
+        dryRun = addDryRun(noun);
         tree.setAction(noun, [this](const Context& context) {
             json = context.json;
             identityFile = context.identityFile;

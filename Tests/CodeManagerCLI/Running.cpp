@@ -44,6 +44,7 @@ void heedAllSignals()
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
@@ -59,6 +60,7 @@ void Running::start(const std::vector<std::string>& command, const Setting& sett
 {
     std::vector<std::string> words = command;
     std::vector<std::string> variables;
+    variables.reserve(setting.environment.size());
     for (const auto& [name, value] : setting.environment) {
         variables.push_back(name + "=" + value);
     }
@@ -72,7 +74,8 @@ void Running::start(const std::vector<std::string>& command, const Setting& sett
     if (pid_ == 0) {
         heedAllSignals();
         if (!setting.terminal) {
-            ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
+            ::close(STDIN_FILENO);
+            ::open("/dev/null", O_RDONLY); // takes the number that became free
             ::dup2(ends[1], STDOUT_FILENO);
             ::dup2(ends[1], STDERR_FILENO);
             ::close(ends[0]);
@@ -129,7 +132,7 @@ bool Running::shows(const std::string& text, std::chrono::milliseconds time)
     return true;
 }
 
-std::optional<int> Running::ended(std::chrono::milliseconds time)
+std::string Running::ending(std::chrono::milliseconds time)
 {
     const auto end = Clock::now() + time;
     while (!status_ && left(end).count() > 0) {
@@ -143,7 +146,11 @@ std::optional<int> Running::ended(std::chrono::milliseconds time)
     while (status_ && readSome(std::chrono::milliseconds(50))) {
         // what was written before the end
     }
-    return status_;
+    if (!status_) {
+        return "running";
+    }
+    return WIFSIGNALED(*status_) ? "signal " + std::to_string(WTERMSIG(*status_))
+                                 : "exit " + std::to_string(WEXITSTATUS(*status_));
 }
 
 bool isRunning(pid_t process)

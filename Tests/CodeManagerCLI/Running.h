@@ -32,8 +32,8 @@ public:
     // Reads until `text` has come out; false when it has not within the time.
     bool shows(const std::string& text, std::chrono::milliseconds time = std::chrono::seconds(30));
 
-    // The status that waitpid gives; absent when it has not ended within the time. Reads all output meanwhile.
-    std::optional<int> ended(std::chrono::milliseconds time = std::chrono::seconds(30));
+    // How it ended: "exit 3", "signal 2", or "running" when it has not within the time. Reads all output meanwhile.
+    std::string ending(std::chrono::milliseconds time = std::chrono::seconds(30));
 
     // Everything that came out so far.
     [[nodiscard]] const std::string& output() const { return output_; }
