@@ -53,9 +53,9 @@ Result resultOf(const Report& report)
 
 std::string quoted(const path& path) { return "“" + ManagerCore::FilePath::lastComponent(path) + "”"; }
 
-bool isSame(const struct stat& one, const struct stat& other)
+bool isSame(const struct stat& left, const struct stat& right)
 {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
 Descriptor openFolder(const path& folder)

@@ -18,14 +18,13 @@ namespace
 {
 
 using EntryCopy::Outcome;
-using EntryCopy::Place;
 using EntryCopy::Trouble;
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-bool isSame(const struct stat& one, const struct stat& other)
+bool isSame(const struct stat& left, const struct stat& right)
 {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
 Outcome trouble(Trouble kind, int error) { return {.trouble = kind, .error = error, .attributesUnsupported = false}; }
@@ -214,8 +213,9 @@ void TreeCopy::take(const Outcome& outcome, const std::string& name)
         return;
     }
     const auto inTree = [&](const std::filesystem::path& root) {
-        std::filesystem::path path = root / relativeFolder() / name;
-        return path.has_filename() ? path : path.parent_path();
+        const std::filesystem::path folder = root / relativeFolder();
+        const std::filesystem::path path = name.empty() ? folder : folder / name;
+        return path.has_filename() ? std::filesystem::path(path) : path.parent_path();
     };
     ended_ = !report_.take(outcome, inTree(source_), inTree(destination_)) || ended_;
 }

@@ -13,7 +13,7 @@ int main(int count, char** arguments)
         std::fwrite(result.error.data(), 1, result.error.size(), stderr);
         return std::fflush(stdout) == 0 ? result.code : 1;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "ditto: The copy could not be made (%s).\n", failure.what());
+        std::fputs(("ditto: The copy could not be made (" + std::string(failure.what()) + ").\n").c_str(), stderr);
         return 1;
     }
 }

@@ -174,10 +174,13 @@ private:
         const char* key;
         bool (Taker::*take)(plist_t value); // false when the value does not suit the key
     };
-    static const std::array<Rule, 18> rules;
+    static const std::array<Rule, 17> rules;
 
     void takeKey(const std::string& key, plist_t value)
     {
+        if (key == "Label") {
+            return; // read beforehand
+        }
         const auto* rule = std::ranges::find_if(rules, [&key](const Rule& each) { return key == each.key; });
         if (rule == rules.end()) {
             remark(key, "has no counterpart here");
@@ -190,8 +193,6 @@ private:
     {
         job_.remarks.push_back(leftOut("the key “" + key + "”", job_.label, why));
     }
-
-    bool takeLabel(plist_t /*value*/) { return !job_.label.empty(); } // read beforehand
 
     // Off is what stands when the key is absent.
     bool takeDisabled(plist_t value)
@@ -237,7 +238,7 @@ private:
         });
     }
 
-    bool takeText(plist_t value, std::string& field)
+    static bool takeText(plist_t value, std::string& field)
     {
         const auto text = textOf(value);
         field = text.value_or(field);
@@ -404,8 +405,7 @@ private:
     std::string malformed_;
 };
 
-const std::array<Taker::Rule, 18> Taker::rules {{
-    {.key = "Label", .take = &Taker::takeLabel},
+const std::array<Taker::Rule, 17> Taker::rules {{
     {.key = "Disabled", .take = &Taker::takeDisabled},
     {.key = "Program", .take = &Taker::takeProgram},
     {.key = "ProgramArguments", .take = &Taker::takeArguments},

@@ -132,7 +132,10 @@ std::optional<Agent> UnitHost::find(const std::string& label) const
         return std::nullopt;
     }
     const auto properties = manager_.show(UnitName::service(label), propertyNames);
-    const path file = properties ? text(*properties, "FragmentPath") : std::string();
+    if (!properties) {
+        return std::nullopt;
+    }
+    const path file = text(*properties, "FragmentPath");
     auto record = file.empty() ? std::nullopt : recordInFile(file);
     if (!record || !isLoaded(*record, *properties)) {
         return std::nullopt;
@@ -190,16 +193,20 @@ Change UnitHost::bootstrap(const Job& job, const path& propertyList, const std::
         return {.failure = std::move(failure), .remarks = {}};
     }
     Plan plan = planned(job, propertyList);
-    auto failure = writeUnits(plan);
-    failure = failure ? failure : reload();
-    failure = failure ? failure : checkLoaded(plan);
-    failure = failure ? failure : activate(job, plan);
-    if (failure) {
+    if (auto failure = carryOut(job, plan)) {
         [[maybe_unused]] const auto stopped = stop(plan.record);
         forget(plan.record, plan.folder);
         return {.failure = std::move(failure), .remarks = {}};
     }
     return {.failure = {}, .remarks = std::move(plan.remarks)};
+}
+
+std::optional<std::string> UnitHost::carryOut(const Job& job, const Plan& plan) const
+{
+    auto failure = writeUnits(plan);
+    failure = failure ? failure : reload();
+    failure = failure ? failure : checkLoaded(plan);
+    return failure ? failure : activate(job, plan);
 }
 
 // A unit of that name which another has made is neither covered nor replaced.
@@ -240,12 +247,14 @@ UnitHost::Plan UnitHost::planned(const Job& job, const path& propertyList) const
 }
 
 // The service comes last: with it the agent is loaded.
-std::optional<std::string> UnitHost::writeUnits(const Plan& plan) const
+std::optional<std::string> UnitHost::writeUnits(const Plan& plan)
 {
     auto failure = makeFolders(plan.folder, 0755);
     failure = failure ? failure : setMark(plan.record.label);
     if (!failure && !plan.timer.empty()) {
         failure = writeWhole(plan.timerFile(), plan.timer, plan.mode);
+    } else if (recordInFile(plan.timerFile())) {
+        ::unlink(plan.timerFile().c_str()); // of a bootstrap that was killed
     }
     return failure ? failure : writeWhole(plan.serviceFile(), plan.service, plan.mode);
 }
@@ -328,8 +337,10 @@ void UnitHost::forget(const AgentRecord& record, const path& folder) const
     if (record.startsAtLogin) {
         ignored = command({"disable", "--quiet", "--", service}, commandLimit);
     }
-    if (record.hasTimer) {
-        ignored = record.startsAtLogin ? command({"disable", "--quiet", "--", timer}, commandLimit) : ignored;
+    if (record.startsAtLogin && record.hasTimer) {
+        ignored = command({"disable", "--quiet", "--", timer}, commandLimit);
+    }
+    if (recordInFile(folder / timer)) {
         ::unlink((folder / timer).c_str());
     }
     ::unlink(Places::loadedMark(record.label).c_str());

@@ -28,7 +28,8 @@ private:
     [[nodiscard]] bool isLoaded(const AgentRecord& record, const UserManager::Properties& properties) const;
     [[nodiscard]] std::optional<std::string> foreignUnit(const Job& job) const;
     [[nodiscard]] Plan planned(const Job& job, const std::filesystem::path& propertyList) const;
-    [[nodiscard]] std::optional<std::string> writeUnits(const Plan& plan) const;
+    [[nodiscard]] std::optional<std::string> carryOut(const Job& job, const Plan& plan) const;
+    [[nodiscard]] static std::optional<std::string> writeUnits(const Plan& plan);
     [[nodiscard]] std::optional<std::string> reload() const;
     [[nodiscard]] std::optional<std::string> checkLoaded(const Plan& plan) const;
     [[nodiscard]] std::optional<std::string> activate(const Job& job, const Plan& plan) const;

@@ -41,6 +41,26 @@ std::string escaped(char byte, bool plainText)
     }
 }
 
+// What stands after the backslash, but for "x".
+char unescaped(char kind)
+{
+    switch (kind) {
+    case 'n':
+        return '\n';
+    case 't':
+        return '\t';
+    default:
+        return kind;
+    }
+}
+
+char byteOf(std::string_view digits)
+{
+    unsigned value = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+    return static_cast<char>(value);
+}
+
 // systemd replaces what follows a "%" in most places; two of them stand for one.
 std::string withoutSpecifiers(std::string_view text)
 {
@@ -281,13 +301,13 @@ std::string unquoted(std::string_view text)
             continue;
         }
         const char kind = text[++at];
-        unsigned value = static_cast<unsigned char>(kind == 'n' ? '\n' : kind == 't' ? '\t' : kind);
         if (kind == 'x') {
             const std::string_view digits = text.substr(at + 1, 2);
-            std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+            plain += byteOf(digits);
             at += digits.size();
+        } else {
+            plain += unescaped(kind);
         }
-        plain += static_cast<char>(value);
     }
     return plain;
 }

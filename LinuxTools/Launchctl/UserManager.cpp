@@ -36,6 +36,9 @@ bool isListening(const std::filesystem::path& socket)
     }
     std::memcpy(address.sun_path, name.data(), name.size());
     const Descriptor end(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!end.isOpen()) {
+        return false;
+    }
     // EAGAIN: so busy that nobody has been let in yet.
     return ::connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 || errno == EAGAIN;
 }
@@ -81,6 +84,26 @@ private:
     bool over_ = false;
     std::thread thread_; // last: it uses the others
 };
+
+// A list as systemctl shows it: between spaces, what has some itself between double quotes, with backslashes there.
+std::vector<std::string> words(std::string_view text)
+{
+    std::vector<std::string> all(1);
+    bool quoted = false;
+    for (std::size_t at = 0; at < text.size(); at++) {
+        const char byte = text[at];
+        if (byte == '"') {
+            quoted = !quoted;
+        } else if (byte == ' ' && !quoted) {
+            all.emplace_back();
+        } else if (byte == '\\' && quoted && at + 1 < text.size()) {
+            all.back() += text[++at];
+        } else {
+            all.back() += byte;
+        }
+    }
+    return all;
+}
 
 } // namespace
 
@@ -139,13 +162,8 @@ std::optional<UserManager::Properties> UserManager::show(const std::string& unit
 std::vector<std::string> UserManager::unitPath() const
 {
     const ManagerCore::Proc::Out out = run({"show", "--property=UnitPath", "--value"}, answerLimit);
-    std::vector<std::string> folders;
-    for (const std::string_view line : ManagerCore::Text::nonEmptyLines(out.stdout)) {
-        for (const std::string_view folder : ManagerCore::Text::pieces(line, ' ')) {
-            folders.emplace_back(folder);
-        }
-    }
-    return folders;
+    const std::string_view text = out.stdout;
+    return words(text.substr(0, text.find('\n')));
 }
 
 } // namespace LinuxTools

@@ -29,7 +29,7 @@ public:
     // A unit's properties; absent when the manager does not answer. An unknown unit has them too.
     [[nodiscard]] std::optional<Properties> show(const std::string& unit, const std::string& names) const;
 
-    // The folders in which it looks for units. One whose name has a space is told as "[unprintable]".
+    // The folders in which it looks for units. Older ones do not tell the names of those with a space in them.
     [[nodiscard]] std::vector<std::string> unitPath() const;
 
 private:

@@ -13,7 +13,8 @@ int main(int count, char** arguments)
         std::fwrite(result.error.data(), 1, result.error.size(), stderr);
         return std::fflush(stdout) == 0 ? result.code : 1;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "launchctl: The command could not be carried out (%s).\n", failure.what());
+        const std::string what = failure.what();
+        std::fputs(("launchctl: The command could not be carried out (" + what + ").\n").c_str(), stderr);
         return 1;
     }
 }

@@ -163,9 +163,9 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts)
 
 struct Command {
     std::filesystem::path executable;
-    std::optional<std::filesystem::path> workingFolder = {};
-    std::vector<std::string> arguments = {}; // the executable's own name first
-    std::optional<std::vector<std::string>> environment = {}; // NAME=value
+    std::optional<std::filesystem::path> workingFolder;
+    std::vector<std::string> arguments; // the executable's own name first
+    std::optional<std::vector<std::string>> environment; // NAME=value
 };
 
 Command commandOf(const std::string& executable,
@@ -216,12 +216,12 @@ public:
     int prepare(int output, int error, const std::optional<std::filesystem::path>& workingFolder)
     {
         sigset_t none;
-        ::sigemptyset(&none);
+        sigemptyset(&none);
         // What a program may ignore for itself, but its children should not; handled ones are reset by the system.
         sigset_t defaults;
-        ::sigemptyset(&defaults);
+        sigemptyset(&defaults);
         for (const int signal : {SIGPIPE, SIGCHLD, SIGTERM}) {
-            ::sigaddset(&defaults, signal);
+            sigaddset(&defaults, signal);
         }
         const short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
         int failure = ::posix_spawnattr_setflags(&attributes_, flags);

@@ -111,7 +111,7 @@ public:
     SignalsBlocked()
     {
         sigset_t all;
-        ::sigfillset(&all);
+        sigfillset(&all);
         ::pthread_sigmask(SIG_SETMASK, &all, &before_);
     }
     ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
@@ -151,10 +151,10 @@ private:
     // What one thread works with: its own folders to visit and the buffers of the piece that it gathers.
     struct Lane {
         unsigned number = 0;
-        std::vector<std::string> pending = {};
-        std::string names = {};
-        std::vector<std::size_t> offsets = {};
-        std::vector<Entry> entries = {};
+        std::vector<std::string> pending;
+        std::string names;
+        std::vector<std::size_t> offsets;
+        std::vector<Entry> entries;
     };
 
     std::vector<std::thread> startOthers()

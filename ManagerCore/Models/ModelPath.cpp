@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <iterator>
 #include <memory>
-#include <ranges>
 #include <unistd.h>
 #include <vector>
 
@@ -152,7 +151,9 @@ std::vector<Candidate> fromLocations(const std::vector<std::string>& locations, 
         TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
             gatherFinalWeights(folder, root, wanted, found[lane]);
         });
-        std::ranges::move(found | std::views::join, std::back_inserter(paths));
+        for (std::vector<std::string>& ofLane : found) {
+            std::ranges::move(ofLane, std::back_inserter(paths));
+        }
     }
     std::ranges::sort(paths);
     return catalogPlaces(std::move(paths));

@@ -90,7 +90,7 @@ protected:
     static void expectEndBySignal(const Observed& observed, int signal)
     {
         EXPECT_EQ(observed.ending, "signal " + std::to_string(signal));
-        EXPECT_LT(observed.taken, 1500ms);
+        EXPECT_LT(observed.taken, 2s);
         EXPECT_FALSE(observed.anyLeft);
         EXPECT_EQ(observed.output.find("Status"), std::string::npos) << observed.output;
     }

@@ -23,7 +23,7 @@
 #include <thread>
 #include <unistd.h>
 
-extern char** environ;
+extern char** environ; // NOLINT(readability-redundant-declaration)
 
 namespace
 {
@@ -115,7 +115,7 @@ int group(const char* milliseconds)
         sleepFor(milliseconds);
         std::_Exit(0);
     }
-    std::cout << child << std::endl;
+    std::cout << child << '\n' << std::flush;
     sleepFor(milliseconds);
     return 0;
 }
@@ -123,7 +123,7 @@ int group(const char* milliseconds)
 int stubborn(const char* milliseconds)
 {
     std::signal(SIGTERM, SIG_IGN);
-    std::cout << ::getpid() << std::endl;
+    std::cout << ::getpid() << '\n' << std::flush;
     sleepFor(milliseconds);
     return 0;
 }

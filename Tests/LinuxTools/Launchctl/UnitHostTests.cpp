@@ -221,6 +221,32 @@ TEST_F(UnitHost, GoesWithTheLoginWhenTheManagerLooksIntoAnotherHome)
     EXPECT_EQ(unitFiles(), std::vector<std::string> {});
 }
 
+TEST_F(UnitHost, StaysInAHomeWithASpaceInItsName)
+{
+    const fs::path spaced = scratch() / "my home";
+    fs::create_directories(spaced);
+    const EnvironmentVariable runtime("XDG_RUNTIME_DIR", (scratch() / "run2").string());
+    UserManagerRun other(scratch() / "run2", spaced);
+    ASSERT_TRUE(other.isRunning());
+    const auto loadIn = [&](const fs::path& folder, const std::string& name) {
+        write(folder / "a.plist", shellAgent(name, "exec sleep 1000").flag("RunAtLoad", true).xml());
+        auto environment = ManagerCore::Proc::environment();
+        environment["HOME"] = folder.string();
+        return ManagerCore::Proc::run(builtProgram("launchctl").string(),
+                                      {"bootstrap", domain(), (folder / "a.plist").string()},
+                                      std::nullopt,
+                                      environment);
+    };
+    EXPECT_EQ(loadIn(spaced, "of.the.manager"), (Out {0, "", ""}));
+    EXPECT_TRUE(fs::exists(spaced / ".config/systemd/user/of.the.manager.service"));
+    EXPECT_TRUE(isAlive(awaitedPid("of.the.manager")));
+
+    EXPECT_EQ(loadIn(scratch() / "a sample", "of.a.sample"), (Out {0, "", ""}));
+    EXPECT_TRUE(fs::exists(scratch() / "run2/systemd/user/of.a.sample.service"));
+    EXPECT_FALSE(fs::exists(scratch() / "a sample/.config/systemd/user/of.a.sample.service"));
+    EXPECT_TRUE(isAlive(awaitedPid("of.a.sample")));
+}
+
 TEST_F(UnitHost, HonoursTheConfigurationFolder)
 {
     // The manager does not look there.

@@ -138,7 +138,9 @@ void UserManagerRun::start()
     fs::create_directories(runtimeFolder_);
     fs::permissions(runtimeFolder_, fs::perms::owner_all);
     const fs::path groups = controlGroups();
-    group_ = groups.empty() ? groups : groups / ("code-manager-test-" + std::to_string(::getpid()));
+    static int number = 0;
+    const std::string name = "code-manager-test-" + std::to_string(::getpid()) + "-" + std::to_string(number++);
+    group_ = groups.empty() ? groups : groups / name;
     if (!group_.empty() && ::mkdir(group_.c_str(), 0755) != 0 && errno != EEXIST) {
         group_.clear();
     }

@@ -21,7 +21,6 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using TestSupport::testChild;
 
 namespace
