@@ -16,8 +16,8 @@
 #include "LinuxTools/Ditto/Report.h"
 #include "LinuxTools/Ditto/TreeCopy.h"
 #include "LinuxTools/Shared/Descriptor.h"
-#include "LinuxTools/Shared/WholeFile.h"
 #include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
 namespace LinuxTools::Ditto
@@ -104,7 +104,7 @@ struct Destination {
 // A link that leads to a folder is followed here: it is the user who named it.
 std::expected<Destination, std::string> destinationFolder(const path& place)
 {
-    if (auto failure = makeFolders(place.parent_path(), newFolderMode)) {
+    if (auto failure = ManagerCore::WholeFile::makeFolders(place.parent_path(), newFolderMode)) {
         return std::unexpected(std::move(*failure));
     }
     Destination destination;
@@ -157,7 +157,7 @@ Result copyFile(const path& source, const path& place, const struct stat& from)
     if (!folder.isOpen()) {
         return failed(ErrorText::reading(error ? error.value() : errno, source));
     }
-    if (auto failure = makeFolders(place.parent_path(), newFolderMode)) {
+    if (auto failure = ManagerCore::WholeFile::makeFolders(place.parent_path(), newFolderMode)) {
         return failed(*failure);
     }
     const Descriptor destination = openFolder(place.parent_path());

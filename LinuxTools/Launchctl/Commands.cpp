@@ -17,8 +17,8 @@
 #include "LinuxTools/Launchctl/UnitHost.h"
 #include "LinuxTools/Launchctl/UnitName.h"
 #include "LinuxTools/Shared/FileLock.h"
-#include "LinuxTools/Shared/WholeFile.h"
 #include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 
 namespace LinuxTools::Commands
 {
@@ -124,7 +124,7 @@ std::optional<Found> find(const Hosts& all, const std::string& label)
 FileLock lockOf(const std::string& label)
 {
     const auto folder = Places::stateFolder() / "locks";
-    [[maybe_unused]] const auto failure = makeFolders(folder, 0700);
+    [[maybe_unused]] const auto failure = ManagerCore::WholeFile::makeFolders(folder, 0700);
     return FileLock(folder / UnitName::escaped(label));
 }
 

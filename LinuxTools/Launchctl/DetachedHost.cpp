@@ -11,8 +11,8 @@
 #include "LinuxTools/Launchctl/Places.h"
 #include "LinuxTools/Launchctl/ProcessTable.h"
 #include "LinuxTools/Launchctl/UnitName.h"
-#include "LinuxTools/Shared/WholeFile.h"
 #include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
 namespace LinuxTools
@@ -60,12 +60,12 @@ std::optional<std::string> removeFolder(const path& folder)
 // The agent's folder, whole or not at all.
 std::optional<std::string> makeFolder(const path& folder, const AgentRecord& record, const std::string& bytes)
 {
-    const path beside = besideName(folder);
+    const path beside = ManagerCore::WholeFile::besideName(folder);
     std::error_code error;
     std::filesystem::remove_all(beside, error);
-    auto failure = makeFolders(beside, 0700);
-    failure = failure ? failure : writeWhole(beside / listName, bytes, 0600);
-    failure = failure ? failure : writeWhole(beside / recordName, toText(record), 0600);
+    auto failure = ManagerCore::WholeFile::makeFolders(beside, 0700);
+    failure = failure ? failure : ManagerCore::WholeFile::write(beside / listName, bytes, 0600);
+    failure = failure ? failure : ManagerCore::WholeFile::write(beside / recordName, toText(record), 0600);
     failure = failure ? failure : removeFolder(folder);
     if (!failure) {
         std::filesystem::rename(beside, folder, error);

@@ -18,8 +18,8 @@
 #include "LinuxTools/Launchctl/LogFile.h"
 #include "LinuxTools/Launchctl/ProcessTable.h"
 #include "LinuxTools/Shared/Descriptor.h"
-#include "LinuxTools/Shared/WholeFile.h"
 #include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
 namespace LinuxTools::DetachedProcess
@@ -88,7 +88,7 @@ void applyLimits(const Job& job)
 std::optional<std::string> writeMark(const std::filesystem::path& markFile)
 {
     const auto self = ProcessTable::entryOf(::getpid());
-    return writeWhole(
+    return ManagerCore::WholeFile::write(
         markFile, std::to_string(::getpid()) + " " + std::to_string(self ? self->startTime : 0) + "\n", 0600);
 }
 

@@ -4,17 +4,14 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <future>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -32,7 +29,6 @@ namespace
 {
 
 constexpr std::uintmax_t sizeLimit = std::uintmax_t {1} << 20;
-constexpr std::chrono::seconds timeLimit {2};
 
 using OwnedText = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -425,23 +421,6 @@ const std::array<Taker::Rule, 17> Taker::rules {{
     {.key = "HardResourceLimits", .take = &Taker::takeHardLimits},
 }};
 
-// A binary property list of a few bytes can name one part so many times over that reading it never ends. Its reader is
-// then left behind: this program is about to say so and end.
-std::optional<ManagerCore::PropertyList::Tree> parsedInTime(std::string_view bytes)
-{
-    std::promise<ManagerCore::PropertyList::Tree> promise;
-    auto tree = promise.get_future();
-    std::thread reader([promise = std::move(promise), copy = std::string(bytes)]() mutable {
-        promise.set_value(ManagerCore::PropertyList::parse(copy));
-    });
-    if (tree.wait_for(timeLimit) != std::future_status::ready) {
-        reader.detach();
-        return std::nullopt;
-    }
-    reader.join();
-    return tree.get();
-}
-
 } // namespace
 
 std::expected<std::string, std::string> readBytes(const std::filesystem::path& propertyList)
@@ -456,21 +435,18 @@ std::expected<std::string, std::string> readBytes(const std::filesystem::path& p
 
 std::expected<Job, std::string> parse(std::string_view bytes)
 {
-    const auto tree = parsedInTime(bytes);
-    if (!tree) {
-        return std::unexpected("The property list takes too long to read.");
-    }
-    if (!*tree || plist_get_node_type(tree->get()) != PLIST_DICT) {
+    const auto tree = ManagerCore::PropertyList::parse(bytes);
+    if (!tree || plist_get_node_type(tree.get()) != PLIST_DICT) {
         return std::unexpected("The property list is malformed.");
     }
-    auto label = textOf(plist_dict_get_item(tree->get(), "Label"));
+    auto label = textOf(plist_dict_get_item(tree.get(), "Label"));
     if (!label || label->empty()) {
         return std::unexpected("The property list has no label.");
     }
     if (!UnitName::isPossible(*label)) {
         return std::unexpected("The label of the property list is too long.");
     }
-    return Taker(std::move(*label)).take(tree->get());
+    return Taker(std::move(*label)).take(tree.get());
 }
 
 } // namespace LinuxTools::JobReader

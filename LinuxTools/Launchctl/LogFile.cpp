@@ -1,11 +1,10 @@
 #include "LinuxTools/Launchctl/LogFile.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 
 #include <cerrno>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "LinuxTools/Shared/WholeFile.h"
 
 namespace LinuxTools::LogFile
 {
@@ -26,7 +25,8 @@ std::optional<std::string> prepare(const std::string& file)
     if (errno != ENOENT) {
         return "cannot be reached";
     }
-    if (makeFolders(path.parent_path(), 0777) || ::access(path.parent_path().c_str(), W_OK | X_OK) != 0) {
+    if (ManagerCore::WholeFile::makeFolders(path.parent_path(), 0777)
+        || ::access(path.parent_path().c_str(), W_OK | X_OK) != 0) {
         return "lies in a folder that cannot be written";
     }
     return std::nullopt;

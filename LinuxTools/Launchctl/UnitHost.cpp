@@ -12,9 +12,9 @@
 #include "LinuxTools/Launchctl/Places.h"
 #include "LinuxTools/Launchctl/UnitName.h"
 #include "LinuxTools/Launchctl/UnitText.h"
-#include "LinuxTools/Shared/WholeFile.h"
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
 namespace LinuxTools
@@ -88,10 +88,10 @@ mode_t modeLike(const path& propertyList)
 std::optional<std::string> setMark(const std::string& label)
 {
     const path mark = Places::loadedMark(label);
-    if (auto failure = makeFolders(mark.parent_path(), 0700)) {
+    if (auto failure = ManagerCore::WholeFile::makeFolders(mark.parent_path(), 0700)) {
         return failure;
     }
-    return writeWhole(mark, {}, 0600);
+    return ManagerCore::WholeFile::write(mark, {}, 0600);
 }
 
 // Logs that cannot be written would keep systemd from starting the job.
@@ -249,14 +249,14 @@ UnitHost::Plan UnitHost::planned(const Job& job, const path& propertyList) const
 // The service comes last: with it the agent is loaded.
 std::optional<std::string> UnitHost::writeUnits(const Plan& plan)
 {
-    auto failure = makeFolders(plan.folder, 0755);
+    auto failure = ManagerCore::WholeFile::makeFolders(plan.folder, 0755);
     failure = failure ? failure : setMark(plan.record.label);
     if (!failure && !plan.timer.empty()) {
-        failure = writeWhole(plan.timerFile(), plan.timer, plan.mode);
+        failure = ManagerCore::WholeFile::write(plan.timerFile(), plan.timer, plan.mode);
     } else if (recordInFile(plan.timerFile())) {
         ::unlink(plan.timerFile().c_str()); // of a bootstrap that was killed
     }
-    return failure ? failure : writeWhole(plan.serviceFile(), plan.service, plan.mode);
+    return failure ? failure : ManagerCore::WholeFile::write(plan.serviceFile(), plan.service, plan.mode);
 }
 
 std::optional<std::string> UnitHost::reload() const { return command({"daemon-reload"}, commandLimit); }
@@ -344,8 +344,8 @@ void UnitHost::forget(const AgentRecord& record, const path& folder) const
         ::unlink((folder / timer).c_str());
     }
     ::unlink(Places::loadedMark(record.label).c_str());
-    ::unlink(besideName(folder / timer).c_str());
-    ::unlink(besideName(folder / service).c_str());
+    ::unlink(ManagerCore::WholeFile::besideName(folder / timer).c_str());
+    ::unlink(ManagerCore::WholeFile::besideName(folder / service).c_str());
     ::unlink((folder / service).c_str());
     ignored = reload();
 }

@@ -1,20 +1,19 @@
-#include "LinuxTools/Shared/WholeFile.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "LinuxTools/Shared/Descriptor.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
-namespace LinuxTools
+namespace ManagerCore::WholeFile
 {
 
 namespace
 {
 
-namespace ErrorText = ManagerCore::Platform::ErrorText;
+namespace ErrorText = Platform::ErrorText;
 
 // 0 or an errno.
 int writeAll(int descriptor, std::string_view bytes)
@@ -32,14 +31,19 @@ int writeAll(int descriptor, std::string_view bytes)
 int writeDurably(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
 {
     ::unlink(file.c_str());
-    Descriptor made(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (!made.isOpen()) {
+    const int made = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (made < 0) {
         return errno;
     }
-    if (const int error = writeAll(made.get(), bytes); error != 0) {
-        return error;
+    int error = writeAll(made, bytes);
+    if (error == 0 && ::fsync(made) != 0) {
+        error = errno;
     }
-    return ::fsync(made.get()) == 0 && made.close() ? 0 : errno;
+    // Interrupted or not, the descriptor is gone afterwards: closing it again could hit another one.
+    if (::close(made) != 0 && errno != EINTR && error == 0) {
+        error = errno;
+    }
+    return error;
 }
 
 } // namespace
@@ -49,7 +53,7 @@ std::filesystem::path besideName(const std::filesystem::path& file)
     return file.parent_path() / ("." + file.filename().string() + ".new");
 }
 
-std::optional<std::string> writeWhole(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
+std::optional<std::string> write(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
 {
     const std::filesystem::path beside = besideName(file);
     int error = writeDurably(beside, bytes, mode);
@@ -75,10 +79,14 @@ std::optional<std::string> makeFolders(const std::filesystem::path& folder, mode
         }
     }
     // Another process may have made it meanwhile.
-    if (::mkdir(folder.c_str(), mode) == 0 || (errno == EEXIST && std::filesystem::is_directory(folder))) {
+    if (::mkdir(folder.c_str(), mode) == 0) {
         return std::nullopt;
     }
-    return ErrorText::saving(errno, folder);
+    const int error = errno;
+    if (error == EEXIST && ::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode)) {
+        return std::nullopt;
+    }
+    return ErrorText::saving(error, folder);
 }
 
-} // namespace LinuxTools
+} // namespace ManagerCore::WholeFile
