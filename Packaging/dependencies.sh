@@ -26,6 +26,7 @@ test   mkfs.xfs         xfsprogs            -
 test   mkfs.btrfs       btrfs-progs         -
 test   setfattr         attr                -
 test   pgrep            procps              -
+test   python3          python3             -
 test   zsh              zsh                 -
 test   fish             fish                fish
 bench  -                libbenchmark-dev    google-benchmark
