@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the desktop owes the window. One set of sources stands behind it, chosen by CMake. Nothing here throws.
+namespace CodeManagerApp::Desktop
+{
+
+// Opens the file in its default application. Absent on success, else one sentence why not. Any thread; may take long:
+// not for the interface thread.
+std::optional<std::string> open(const std::filesystem::path& file);
+
+// Why no window can be shown, as one sentence; absent when there is a display. Before any window is made.
+std::optional<std::string> displayTrouble();
+
+// Whether there is a graphics processor to draw with. Where there is none, drawing in software starts faster and takes
+// less memory than an imitation of one.
+bool hasGraphicsProcessor();
+
+// Whether the user asked for less motion. Any thread; may take long: not for the interface thread.
+bool wantsReducedMotion();
+
+// The size of the desktop's text against the usual one, 1 or more. After the application object is made.
+double textScale();
+
+// A square picture of one of the system's own symbols.
+struct Picture {
+    int pixels = 0; // of a side
+    std::vector<std::uint32_t> argb; // row by row, premultiplied
+};
+// The system's symbol of this name in this colour (0xRRGGBB); absent where the system has none. Interface thread.
+std::optional<Picture> systemSymbol(const std::string& name, int pixels, std::uint32_t colour);
+
+} // namespace CodeManagerApp::Desktop

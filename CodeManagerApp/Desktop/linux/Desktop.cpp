@@ -1,0 +1,111 @@
+#include "CodeManagerApp/Desktop/Desktop.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+#include <unistd.h>
+
+#undef signals // GLib has fields of this name, Qt's word for them is switched off
+#include <gio/gio.h>
+
+#include <QFont>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Platform/ErrorText.h"
+
+namespace CodeManagerApp::Desktop
+{
+
+namespace
+{
+
+template <typename Object> struct Unref {
+    void operator()(Object* object) const { g_object_unref(object); }
+};
+template <typename Object> using Owned = std::unique_ptr<Object, Unref<Object>>;
+
+struct FreeText {
+    void operator()(char* text) const { g_free(text); }
+};
+using OwnedText = std::unique_ptr<char, FreeText>;
+
+// The words of GLib's errors end without a full stop.
+std::string sentence(GError* error)
+{
+    if (error == nullptr) {
+        return "The desktop did not say why.";
+    }
+    std::string text = error->message;
+    g_error_free(error);
+    if (!text.ends_with('.')) {
+        text += ".";
+    }
+    return text;
+}
+
+std::optional<bool> animationsOfTheDesktop()
+{
+    GSettingsSchemaSource* const source = g_settings_schema_source_get_default();
+    GSettingsSchema* const schema
+        = source != nullptr ? g_settings_schema_source_lookup(source, "org.gnome.desktop.interface", TRUE) : nullptr;
+    if (schema == nullptr) {
+        return std::nullopt;
+    }
+    const bool known = g_settings_schema_has_key(schema, "enable-animations") != FALSE;
+    g_settings_schema_unref(schema);
+    if (!known) {
+        return std::nullopt;
+    }
+    const Owned<GSettings> settings(g_settings_new("org.gnome.desktop.interface"));
+    return g_settings_get_boolean(settings.get(), "enable-animations") != FALSE;
+}
+
+} // namespace
+
+std::optional<std::string> open(const std::filesystem::path& file)
+{
+    if (!ManagerCore::FilePath::exists(file)) {
+        return ManagerCore::Platform::ErrorText::missing(file);
+    }
+    GError* error = nullptr;
+    const OwnedText address(g_filename_to_uri(file.c_str(), nullptr, &error));
+    if (address && g_app_info_launch_default_for_uri(address.get(), nullptr, &error) != FALSE) {
+        return std::nullopt;
+    }
+    return sentence(error);
+}
+
+bool hasGraphicsProcessor()
+{
+    constexpr std::array nodes {"/dev/dri/renderD128", "/dev/dri/renderD129", "/dev/nvidiactl"};
+    for (const char* const node : nodes) {
+        if (::access(node, R_OK | W_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool wantsReducedMotion() { return !animationsOfTheDesktop().value_or(true); }
+
+double textScale()
+{
+    constexpr double usualPoints = 11; // what desktops come with; 9 to 11 look alike here
+    constexpr double usualDotsPerInch = 96;
+    const double points = QGuiApplication::font().pointSizeF();
+    const double dots = QGuiApplication::primaryScreen() != nullptr
+        ? QGuiApplication::primaryScreen()->logicalDotsPerInchY()
+        : usualDotsPerInch;
+    return std::max(1.0, std::max(1.0, points / usualPoints) * dots / usualDotsPerInch);
+}
+
+std::optional<Picture> systemSymbol(const std::string& /*name*/, int /*pixels*/, std::uint32_t /*colour*/)
+{
+    return std::nullopt; // desktops share no set of symbols of these names
+}
+
+} // namespace CodeManagerApp::Desktop

@@ -1,0 +1,82 @@
+#include "CodeManagerApp/Desktop/Desktop.h"
+
+#import <AppKit/AppKit.h>
+
+#include <algorithm>
+
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Platform/ErrorText.h"
+
+namespace CodeManagerApp::Desktop
+{
+
+namespace
+{
+
+NSURL* addressOf(const std::filesystem::path& file)
+{
+    return [NSURL fileURLWithFileSystemRepresentation:file.c_str() isDirectory:NO relativeToURL:nil];
+}
+
+NSImage* symbolImage(const std::string& name, int pixels, std::uint32_t colour)
+{
+    NSImage* const plain = [NSImage imageWithSystemSymbolName:[NSString stringWithUTF8String:name.c_str()]
+                                     accessibilityDescription:nil];
+    if (plain == nil) {
+        return nil;
+    }
+    const auto part = [colour](unsigned shift) { return static_cast<double>((colour >> shift) & 0xFFU) / 255.0; };
+    NSColor* const tint = [NSColor colorWithSRGBRed:part(16) green:part(8) blue:part(0) alpha:1];
+    NSImageSymbolConfiguration* const size =
+        [NSImageSymbolConfiguration configurationWithPointSize:pixels * 0.8 weight:NSFontWeightRegular];
+    NSImageSymbolConfiguration* const colours = [NSImageSymbolConfiguration configurationWithPaletteColors:@[ tint ]];
+    return [plain imageWithSymbolConfiguration:[size configurationByApplyingConfiguration:colours]];
+}
+
+} // namespace
+
+std::optional<std::string> open(const std::filesystem::path& file)
+{
+    if (!ManagerCore::FilePath::exists(file)) {
+        return ManagerCore::Platform::ErrorText::missing(file);
+    }
+    if ([[NSWorkspace sharedWorkspace] openURL:addressOf(file)]) {
+        return std::nullopt;
+    }
+    return "No application opened it.";
+}
+
+std::optional<std::string> displayTrouble() { return std::nullopt; }
+
+bool hasGraphicsProcessor() { return true; }
+
+bool wantsReducedMotion() { return [[NSWorkspace sharedWorkspace] accessibilityDisplayShouldReduceMotion]; }
+
+double textScale() { return std::max(1.0, [NSFont systemFontSize] / 13.0); }
+
+std::optional<Picture> systemSymbol(const std::string& name, int pixels, std::uint32_t colour)
+{
+    NSImage* const image = symbolImage(name, pixels, colour);
+    if (image == nil || pixels <= 0) {
+        return std::nullopt;
+    }
+    Picture picture { .pixels = pixels, .argb = std::vector<std::uint32_t>(static_cast<std::size_t>(pixels) * pixels) };
+    CGColorSpaceRef const space = CGColorSpaceCreateWithName(kCGColorSpaceSRGB);
+    CGContextRef const canvas = CGBitmapContextCreate(picture.argb.data(), pixels, pixels, 8,
+        static_cast<std::size_t>(pixels) * 4, space, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Host);
+    CGColorSpaceRelease(space);
+    if (canvas == nullptr) {
+        return std::nullopt;
+    }
+    [NSGraphicsContext saveGraphicsState];
+    [NSGraphicsContext setCurrentContext:[NSGraphicsContext graphicsContextWithCGContext:canvas flipped:NO]];
+    const NSSize size = image.size;
+    const double scale = std::min(pixels / size.width, pixels / size.height);
+    const NSSize shown = NSMakeSize(size.width * scale, size.height * scale);
+    [image drawInRect:NSMakeRect((pixels - shown.width) / 2, (pixels - shown.height) / 2, shown.width, shown.height)];
+    [NSGraphicsContext restoreGraphicsState];
+    CGContextRelease(canvas);
+    return picture;
+}
+
+} // namespace CodeManagerApp::Desktop

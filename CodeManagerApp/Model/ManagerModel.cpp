@@ -1,0 +1,261 @@
+#include "CodeManagerApp/Model/ManagerModel.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <QThread>
+#include <QtGlobal>
+
+#include "CodeManagerApp/Model/GuideTopics.h"
+#include "CodeManagerApp/Model/Overview.h"
+#include "CodeManagerApp/Model/ProjectDir.h"
+#include "CodeManagerApp/Model/QtText.h"
+#include "ManagerCore/Health/StatusProbe.h"
+
+namespace CodeManagerApp
+{
+
+using namespace ManagerCore;
+
+namespace
+{
+
+constexpr int threads = 16; // few work, most wait for a child
+
+} // namespace
+
+ManagerModel::ManagerModel(Identity identity, ManagerActions actions, QObject* parent)
+    : QObject(parent)
+    , identity_(std::move(identity))
+    , actions_(std::move(actions))
+    , expanded_(allArtifactCategories.begin(), allArtifactCategories.end())
+    , projectDir_(ProjectDir::loadProjectDir(identity_.name))
+{
+    pool_.setMaxThreadCount(threads);
+    if (const auto wanted = paneNamed(qEnvironmentVariable("CM_PANE"))) {
+        setSection(*wanted);
+    }
+    for (const auto changed : {&ManagerModel::statusChanged, &ManagerModel::busyChanged}) {
+        connect(this, changed, this, &ManagerModel::serviceActionsChanged);
+    }
+    for (const auto changed : {&ManagerModel::busyChanged, &ManagerModel::crucibleBusyChanged}) {
+        connect(this, changed, this, &ManagerModel::operationRunsChanged);
+    }
+}
+
+ManagerModel::~ManagerModel() { pool_.waitForDone(); }
+
+void ManagerModel::checkThread() const
+{
+    Q_ASSERT_X(QThread::currentThread() == thread(), "ManagerModel", "is used on the interface thread only");
+}
+
+template <typename Value> void ManagerModel::change(Value& field, Value value, void (ManagerModel::*changed)())
+{
+    checkThread();
+    if (field == value) {
+        return;
+    }
+    field = std::move(value);
+    Q_EMIT(this->*changed)();
+}
+
+Pane ManagerModel::section() const
+{
+    checkThread();
+    return section_;
+}
+
+void ManagerModel::setSection(Pane section) { change(section_, section, &ManagerModel::sectionChanged); }
+
+const std::optional<Status>& ManagerModel::status() const
+{
+    checkThread();
+    return status_;
+}
+
+void ManagerModel::setStatus(std::optional<Status> status)
+{
+    change(status_, std::move(status), &ManagerModel::statusChanged);
+}
+
+const std::vector<FoundItem>& ManagerModel::items() const
+{
+    checkThread();
+    return items_;
+}
+
+void ManagerModel::setItems(std::vector<FoundItem> items)
+{
+    change(items_, std::move(items), &ManagerModel::itemsChanged);
+}
+
+const std::set<std::string>& ManagerModel::checked() const
+{
+    checkThread();
+    return checked_;
+}
+
+void ManagerModel::setChecked(std::set<std::string> checked)
+{
+    change(checked_, std::move(checked), &ManagerModel::checkedChanged);
+}
+
+const std::set<ArtifactCategory>& ManagerModel::expanded() const
+{
+    checkThread();
+    return expanded_;
+}
+
+void ManagerModel::setExpanded(std::set<ArtifactCategory> expanded)
+{
+    change(expanded_, std::move(expanded), &ManagerModel::expandedChanged);
+}
+
+bool ManagerModel::scanning() const
+{
+    checkThread();
+    return scanning_;
+}
+
+void ManagerModel::setScanning(bool scanning) { change(scanning_, scanning, &ManagerModel::scanningChanged); }
+
+bool ManagerModel::busy() const
+{
+    checkThread();
+    return busy_;
+}
+
+void ManagerModel::setBusy(bool busy) { change(busy_, busy, &ManagerModel::busyChanged); }
+
+const QString& ManagerModel::console() const
+{
+    checkThread();
+    return console_;
+}
+
+void ManagerModel::setConsole(const QString& console)
+{
+    change(console_, Console::trimmed(console), &ManagerModel::consoleChanged);
+}
+
+const std::vector<Database>& ManagerModel::databases() const
+{
+    checkThread();
+    return databases_;
+}
+
+void ManagerModel::setDatabases(std::vector<Database> databases)
+{
+    change(databases_, std::move(databases), &ManagerModel::databasesChanged);
+}
+
+const std::optional<CrucibleTopology>& ManagerModel::crucible() const
+{
+    checkThread();
+    return crucible_;
+}
+
+void ManagerModel::setCrucible(std::optional<CrucibleTopology> crucible)
+{
+    change(crucible_, std::move(crucible), &ManagerModel::crucibleChanged);
+}
+
+bool ManagerModel::crucibleBusy() const
+{
+    checkThread();
+    return crucibleBusy_;
+}
+
+void ManagerModel::setCrucibleBusy(bool crucibleBusy)
+{
+    change(crucibleBusy_, crucibleBusy, &ManagerModel::crucibleBusyChanged);
+}
+
+const std::string& ManagerModel::projectDir() const
+{
+    checkThread();
+    return projectDir_;
+}
+
+void ManagerModel::setProjectDir(std::string projectDir)
+{
+    change(projectDir_, std::move(projectDir), &ManagerModel::projectDirChanged);
+}
+
+const std::vector<CatalogModel>& ManagerModel::catalog() const
+{
+    checkThread();
+    return catalog_;
+}
+
+void ManagerModel::setCatalog(std::vector<CatalogModel> catalog)
+{
+    change(catalog_, std::move(catalog), &ManagerModel::catalogChanged);
+}
+
+const std::set<std::string>& ManagerModel::checkedModelSlugs() const
+{
+    checkThread();
+    return checkedModelSlugs_;
+}
+
+void ManagerModel::setCheckedModelSlugs(std::set<std::string> slugs)
+{
+    change(checkedModelSlugs_, std::move(slugs), &ManagerModel::checkedModelSlugsChanged);
+}
+
+bool ManagerModel::installDesktopChecked() const
+{
+    checkThread();
+    return installDesktopChecked_;
+}
+
+void ManagerModel::setInstallDesktopChecked(bool checked)
+{
+    change(installDesktopChecked_, checked, &ManagerModel::installDesktopCheckedChanged);
+}
+
+QCoro::Task<> ManagerModel::refresh()
+{
+    change(refreshes_, refreshes_ + 1, &ManagerModel::refreshingChanged);
+    Status status = co_await inBackground(&StatusProbe::gather, identity_, actions_);
+    setStatus(std::move(status));
+    change(refreshes_, refreshes_ - 1, &ManagerModel::refreshingChanged);
+}
+
+bool ManagerModel::settles(std::chrono::milliseconds wait)
+{
+    checkThread();
+    return pool_.waitForDone(static_cast<int>(wait.count()));
+}
+
+QString ManagerModel::windowTitle() const { return display() + QStringLiteral(" Manager"); }
+
+QString ManagerModel::display() const { return fromUtf8(identity_.display); }
+
+QList<PaneRow> ManagerModel::panes()
+{
+    QList<PaneRow> rows;
+    for (const Pane pane : allPanes) {
+        rows.append({.title = title(pane), .symbol = symbol(pane)});
+    }
+    return rows;
+}
+
+void ManagerModel::setSectionIndex(int index)
+{
+    if (index >= 0 && std::cmp_less(index, allPanes.size())) {
+        setSection(allPanes.at(static_cast<std::size_t>(index)));
+    }
+}
+
+QList<StatRowValue> ManagerModel::overviewRows() const { return Overview::rows(status(), actions_); }
+
+QList<SpaceShare> ManagerModel::spaceShares() const { return Overview::spaceShares(items()); }
+
+QString ManagerModel::spaceTotal() const { return Overview::spaceTotal(items()); }
+
+QList<GuideTopic> ManagerModel::guideTopics() const { return CodeManagerApp::guideTopics(display()); }
+
+} // namespace CodeManagerApp

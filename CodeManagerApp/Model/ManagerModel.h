@@ -1,0 +1,190 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <QObject>
+#include <QString>
+#include <QThreadPool>
+#include <QtConcurrentRun>
+#include <QtQml/qqmlregistration.h>
+
+#include <qcorotask.h>
+
+#include "CodeManagerApp/Model/Console.h"
+#include "CodeManagerApp/Model/InBackground.h"
+#include "CodeManagerApp/Model/Pane.h"
+#include "CodeManagerApp/Model/ServicePane.h"
+#include "CodeManagerApp/Model/ViewRecords.h"
+#include "ManagerCore/Crucible/CrucibleTopology.h"
+#include "ManagerCore/Foundation/Identity.h"
+#include "ManagerCore/Foundation/ManagerActions.h"
+#include "ManagerCore/Health/Status.h"
+#include "ManagerCore/Installers/Database.h"
+#include "ManagerCore/Inventory/FoundItem.h"
+#include "ManagerCore/Models/CatalogModel.h"
+
+namespace CodeManagerApp
+{
+
+// All that the window shows, and all that its user can do. Made once and kept until the program ends. It lives on the
+// interface thread: everything here is called there, which debug builds check, and nothing here waits. Work that blocks
+// runs on other threads, on copies of what it needs; its results are stored here when it is done. Every field tells
+// when it has changed.
+class ManagerModel : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The program makes the one there is.")
+
+    Q_PROPERTY(QString windowTitle READ windowTitle CONSTANT)
+    Q_PROPERTY(QString display READ display CONSTANT)
+    Q_PROPERTY(QList<CodeManagerApp::PaneRow> panes READ panes CONSTANT)
+    Q_PROPERTY(int section READ sectionIndex WRITE setSectionIndex NOTIFY sectionChanged)
+    Q_PROPERTY(bool refreshing READ refreshing NOTIFY refreshingChanged)
+    Q_PROPERTY(bool scanning READ scanning NOTIFY scanningChanged)
+    Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)
+    Q_PROPERTY(bool crucibleBusy READ crucibleBusy NOTIFY crucibleBusyChanged)
+    Q_PROPERTY(bool operationRuns READ operationRuns NOTIFY operationRunsChanged)
+    Q_PROPERTY(QString console READ console NOTIFY consoleChanged)
+    Q_PROPERTY(QList<CodeManagerApp::StatRowValue> overviewRows READ overviewRows NOTIFY statusChanged)
+    Q_PROPERTY(QList<CodeManagerApp::SpaceShare> spaceShares READ spaceShares NOTIFY itemsChanged)
+    Q_PROPERTY(QString spaceTotal READ spaceTotal NOTIFY itemsChanged)
+    Q_PROPERTY(QString serviceState READ serviceState NOTIFY statusChanged)
+    Q_PROPERTY(QVariant serviceRuns READ serviceRuns NOTIFY statusChanged)
+    Q_PROPERTY(QList<CodeManagerApp::ActionState> serviceActions READ serviceActions NOTIFY serviceActionsChanged)
+    Q_PROPERTY(CodeManagerApp::ActionState openLogAction READ openLogAction CONSTANT)
+
+public:
+    // Fills every field with its initial value, finds the project folder and honours CM_PANE.
+    ManagerModel(ManagerCore::Identity identity, ManagerCore::ManagerActions actions, QObject* parent = nullptr);
+    // Waits for work that is under way; its results are dropped.
+    ~ManagerModel() override;
+    ManagerModel(const ManagerModel&) = delete;
+    ManagerModel& operator=(const ManagerModel&) = delete;
+
+    [[nodiscard]] const ManagerCore::Identity& identity() const { return identity_; }
+    [[nodiscard]] const ManagerCore::ManagerActions& actions() const { return actions_; }
+    static constexpr std::size_t consoleCap = Console::cap;
+
+    [[nodiscard]] Pane section() const;
+    void setSection(Pane section);
+    [[nodiscard]] const std::optional<ManagerCore::Status>& status() const;
+    void setStatus(std::optional<ManagerCore::Status> status);
+    [[nodiscard]] const std::vector<ManagerCore::FoundItem>& items() const;
+    void setItems(std::vector<ManagerCore::FoundItem> items);
+    [[nodiscard]] const std::set<std::string>& checked() const;
+    void setChecked(std::set<std::string> checked);
+    [[nodiscard]] const std::set<ManagerCore::ArtifactCategory>& expanded() const;
+    void setExpanded(std::set<ManagerCore::ArtifactCategory> expanded);
+    [[nodiscard]] bool scanning() const;
+    void setScanning(bool scanning);
+    [[nodiscard]] bool busy() const;
+    void setBusy(bool busy);
+    [[nodiscard]] const QString& console() const;
+    // Keeps the last `consoleCap` characters.
+    void setConsole(const QString& console);
+    [[nodiscard]] const std::vector<ManagerCore::Database>& databases() const;
+    void setDatabases(std::vector<ManagerCore::Database> databases);
+    [[nodiscard]] const std::optional<ManagerCore::CrucibleTopology>& crucible() const;
+    void setCrucible(std::optional<ManagerCore::CrucibleTopology> crucible);
+    [[nodiscard]] bool crucibleBusy() const;
+    void setCrucibleBusy(bool crucibleBusy);
+    [[nodiscard]] const std::string& projectDir() const;
+    void setProjectDir(std::string projectDir);
+    [[nodiscard]] const std::vector<ManagerCore::CatalogModel>& catalog() const;
+    void setCatalog(std::vector<ManagerCore::CatalogModel> catalog);
+    [[nodiscard]] const std::set<std::string>& checkedModelSlugs() const;
+    void setCheckedModelSlugs(std::set<std::string> slugs);
+    [[nodiscard]] bool installDesktopChecked() const;
+    void setInstallDesktopChecked(bool checked);
+
+    // Takes a new snapshot of the product's health.
+    QCoro::Task<> refresh();
+    // Starts, stops or restarts the backend, then refreshes. Nothing happens for a product without a launch agent.
+    QCoro::Task<> perform(ServiceOp op);
+    // Opens the backend's log in its default application.
+    QCoro::Task<> openLog();
+
+    // Whether the work under way has ended, or does so in this time; the only thing here that waits, for the end of the
+    // program.
+    [[nodiscard]] bool settles(std::chrono::milliseconds wait);
+
+    // What the views show and call.
+    [[nodiscard]] QString windowTitle() const;
+    [[nodiscard]] QString display() const;
+    [[nodiscard]] static QList<PaneRow> panes();
+    [[nodiscard]] int sectionIndex() const { return static_cast<int>(section()); }
+    void setSectionIndex(int index);
+    [[nodiscard]] bool refreshing() const { return refreshes_ > 0; }
+    // Whether something runs that closing the window would cut short.
+    [[nodiscard]] bool operationRuns() const { return busy() || crucibleBusy(); }
+    [[nodiscard]] QList<StatRowValue> overviewRows() const;
+    [[nodiscard]] QList<SpaceShare> spaceShares() const;
+    [[nodiscard]] QString spaceTotal() const;
+    [[nodiscard]] QString serviceState() const;
+    [[nodiscard]] QVariant serviceRuns() const; // invalid before the first snapshot
+    [[nodiscard]] QList<ActionState> serviceActions() const;
+    [[nodiscard]] ActionState openLogAction() const;
+    Q_INVOKABLE void requestRefresh() { refresh(); }
+    Q_INVOKABLE void requestService(int index);
+    Q_INVOKABLE void requestOpenLog() { openLog(); }
+    Q_INVOKABLE [[nodiscard]] QList<CodeManagerApp::GuideTopic> guideTopics() const;
+
+Q_SIGNALS:
+    void sectionChanged();
+    void statusChanged();
+    void itemsChanged();
+    void checkedChanged();
+    void expandedChanged();
+    void scanningChanged();
+    void busyChanged();
+    void consoleChanged();
+    void databasesChanged();
+    void crucibleChanged();
+    void crucibleBusyChanged();
+    void projectDirChanged();
+    void catalogChanged();
+    void checkedModelSlugsChanged();
+    void installDesktopCheckedChanged();
+    void refreshingChanged();
+    void operationRunsChanged();
+    void serviceActionsChanged();
+
+private:
+    void checkThread() const;
+    template <typename Value> void change(Value& field, Value value, void (ManagerModel::*changed)());
+
+    // To be awaited: the result of `function` with copies of `arguments`, called on another thread.
+    template <typename Function, typename... Arguments> auto inBackground(Function function, Arguments... arguments)
+    {
+        checkThread();
+        return Awaited(this, QtConcurrent::run(&pool_, function, std::move(arguments)...));
+    }
+
+    const ManagerCore::Identity identity_;
+    const ManagerCore::ManagerActions actions_;
+    Pane section_ = Pane::overview;
+    std::optional<ManagerCore::Status> status_;
+    std::vector<ManagerCore::FoundItem> items_;
+    std::set<std::string> checked_; // paths of items
+    std::set<ManagerCore::ArtifactCategory> expanded_;
+    bool scanning_ = false;
+    bool busy_ = false;
+    QString console_;
+    std::vector<ManagerCore::Database> databases_;
+    std::optional<ManagerCore::CrucibleTopology> crucible_;
+    bool crucibleBusy_ = false;
+    std::string projectDir_;
+    std::vector<ManagerCore::CatalogModel> catalog_;
+    std::set<std::string> checkedModelSlugs_;
+    bool installDesktopChecked_ = true;
+
+    int refreshes_ = 0;
+    QThreadPool pool_; // of its own: its threads wait for children, and must not keep others from working
+};
+
+} // namespace CodeManagerApp

@@ -1,0 +1,65 @@
+#include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/QtText.h"
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Health/Service.h"
+
+namespace CodeManagerApp
+{
+
+using namespace ManagerCore;
+
+namespace
+{
+
+// Any thread. The output may be of any length; what the console would drop is dropped here.
+Proc::Out carryOut(ServiceOp op, const std::string& label)
+{
+    Proc::Out out = op == ServiceOp::start ? Service::start(label)
+        : op == ServiceOp::stop            ? Service::stop(label)
+                                           : Service::restart(label);
+    out.stderr = Console::trimmed(std::string_view(out.stderr));
+    return out;
+}
+
+} // namespace
+
+QCoro::Task<> ManagerModel::perform(ServiceOp op)
+{
+    checkThread();
+    if (actions_.launchAgent.empty()) {
+        co_return;
+    }
+    setBusy(true);
+    const Proc::Out out = co_await inBackground(&carryOut, op, actions_.launchAgent);
+    setConsole(ServicePane::outcome(op, out));
+    setBusy(false);
+    refresh();
+}
+
+QCoro::Task<> ManagerModel::openLog()
+{
+    checkThread();
+    const std::optional<std::string> failure
+        = co_await inBackground(&Desktop::open, FilePath::expandTilde(actions_.serverLog));
+    if (failure) {
+        setConsole(fromUtf8("The log could not be opened: " + *failure));
+    }
+}
+
+void ManagerModel::requestService(int index)
+{
+    if (index >= 0 && std::cmp_less(index, allServiceOps.size())) {
+        perform(allServiceOps.at(static_cast<std::size_t>(index)));
+    }
+}
+
+QString ManagerModel::serviceState() const { return ServicePane::state(status(), actions_); }
+
+QVariant ManagerModel::serviceRuns() const { return status() ? QVariant(status()->backendRunning) : QVariant(); }
+
+QList<ActionState> ManagerModel::serviceActions() const { return ServicePane::actions(status(), actions_, busy()); }
+
+ActionState ManagerModel::openLogAction() const { return ServicePane::openLog(actions_); }
+
+} // namespace CodeManagerApp

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <QString>
+
+// The core's texts are UTF-8, the window's are Qt's.
+namespace CodeManagerApp
+{
+
+inline QString fromUtf8(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+inline std::string toUtf8(const QString& text) { return text.toStdString(); }
+
+} // namespace CodeManagerApp

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <QColor>
+#include <QObject>
+#include <QString>
+#include <QUuid>
+#include <QVariant>
+#include <QtQml/qqmlregistration.h>
+
+// What the views show, each a value that holds only that.
+namespace CodeManagerApp
+{
+
+struct PaneRow {
+    Q_GADGET
+    QML_VALUE_TYPE(paneRow)
+    Q_PROPERTY(QString title MEMBER title CONSTANT)
+    Q_PROPERTY(QString symbol MEMBER symbol CONSTANT)
+public:
+    QString title;
+    QString symbol;
+
+    bool operator==(const PaneRow&) const = default;
+};
+
+struct StatRowValue {
+    Q_GADGET
+    QML_VALUE_TYPE(statRowValue)
+    Q_PROPERTY(QString label MEMBER label CONSTANT)
+    Q_PROPERTY(QString value MEMBER value CONSTANT)
+    Q_PROPERTY(QVariant good MEMBER good CONSTANT)
+public:
+    QString label;
+    QString value;
+    QVariant good; // true healthy, false unhealthy, invalid neutral
+
+    bool operator==(const StatRowValue&) const = default;
+};
+
+struct GuideTopic {
+    Q_GADGET
+    QML_VALUE_TYPE(guideTopic)
+    Q_PROPERTY(QUuid id MEMBER id CONSTANT)
+    Q_PROPERTY(QString symbol MEMBER symbol CONSTANT)
+    Q_PROPERTY(QColor tint MEMBER tint CONSTANT)
+    Q_PROPERTY(QString title MEMBER title CONSTANT)
+    Q_PROPERTY(QString text MEMBER text CONSTANT)
+public:
+    QUuid id; // a new one each time the list is built
+    QString symbol;
+    QColor tint;
+    QString title;
+    QString text;
+
+    bool operator==(const GuideTopic&) const = default;
+};
+
+// A part of the picture of where the product's space goes.
+struct SpaceShare {
+    Q_GADGET
+    QML_VALUE_TYPE(spaceShare)
+    Q_PROPERTY(QString title MEMBER title CONSTANT)
+    Q_PROPERTY(QString humanSize MEMBER humanSize CONSTANT)
+    Q_PROPERTY(double fraction MEMBER fraction CONSTANT)
+    Q_PROPERTY(bool rest MEMBER rest CONSTANT)
+public:
+    QString title;
+    QString humanSize;
+    double fraction = 0; // of the whole, 0 to 1
+    bool rest = false; // all smaller ones together
+
+    bool operator==(const SpaceShare&) const = default;
+};
+
+// A button that acts on the product, and why it cannot be pressed now; an empty reason where it can.
+struct ActionState {
+    Q_GADGET
+    QML_VALUE_TYPE(actionState)
+    Q_PROPERTY(QString title MEMBER title CONSTANT)
+    Q_PROPERTY(QString reason MEMBER reason CONSTANT)
+public:
+    QString title;
+    QString reason;
+
+    bool operator==(const ActionState&) const = default;
+};
+
+} // namespace CodeManagerApp

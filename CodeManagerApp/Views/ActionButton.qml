@@ -1,0 +1,79 @@
+import QtQuick
+import QtQuick.Templates as T
+
+// A button with a text. A reason why it cannot be pressed disables it and is its tool tip.
+Item {
+    id: root
+
+    enum Kind {
+        Plain,
+        Primary,
+        Destructive
+    }
+
+    required property string text
+    property string reason: ""
+    property int kind: ActionButton.Plain
+
+    signal activated
+
+    implicitWidth: button.implicitWidth
+    implicitHeight: Theme.size.controlHeight
+
+    T.Button {
+        id: button
+
+        readonly property bool primary: root.kind === ActionButton.Primary
+        readonly property color ink: !button.enabled ? Theme.color.disabledText : button.primary ? Theme.color.accentInk : root.kind === ActionButton.Destructive ? Theme.color.badText : Theme.color.ink
+
+        anchors.fill: parent
+        enabled: root.reason === ""
+        text: root.text
+        implicitWidth: contentItem.implicitWidth + 2 * Theme.spacing.medium
+        hoverEnabled: true
+        focusPolicy: Qt.StrongFocus
+        Accessible.name: root.text
+        Accessible.description: root.reason
+        Accessible.onPressAction: {
+            if (button.enabled)
+                root.activated();
+        }
+        Keys.onReturnPressed: root.activated()
+        Keys.onEnterPressed: root.activated()
+        onClicked: root.activated()
+
+        contentItem: Words {
+            text: button.text
+            font: Theme.font.strong
+            color: button.ink
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+            Accessible.ignored: true
+        }
+
+        background: Rectangle {
+            radius: Theme.radius.control
+            border.width: button.primary && button.enabled ? 0 : 1
+            border.color: Theme.color.controlBorder
+            color: {
+                if (button.primary && button.enabled)
+                    return button.down ? Theme.color.accentPressed : Theme.color.accent;
+                return button.down ? Theme.color.controlPressed : button.hovered ? Theme.color.controlHover : Theme.color.card;
+            }
+
+            Behavior on color {
+                ColorAnimation {
+                    duration: Theme.fade
+                }
+            }
+
+            FocusRing {
+                shown: button.visualFocus
+            }
+        }
+    }
+
+    Hint {
+        text: root.reason
+    }
+}

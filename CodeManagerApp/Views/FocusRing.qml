@@ -1,0 +1,18 @@
+import QtQuick
+
+// Shows which control the keyboard is on.
+Rectangle {
+    id: root
+
+    property bool shown: false
+    property int gap: 2
+
+    visible: root.shown
+    anchors.fill: parent
+    anchors.margins: -root.gap
+    radius: Theme.radius.control + root.gap
+    color: "transparent"
+    border.width: 2
+    border.color: Theme.color.accent
+    Accessible.ignored: true
+}

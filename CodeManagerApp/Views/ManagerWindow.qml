@@ -1,0 +1,57 @@
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import CodeManager
+
+// The program's one window.
+Window {
+    id: root
+
+    required property ManagerModel model
+
+    // Set once the user agreed to cut short what runs.
+    property bool closingAgreed: false
+
+    objectName: "manager"
+    title: root.model.windowTitle
+    width: Math.max(980, root.minimumWidth)
+    height: Math.max(640, root.minimumHeight)
+    minimumWidth: 760
+    minimumHeight: 520
+    color: Theme.color.canvas
+    visible: true
+
+    onClosing: close => {
+        if (root.model.operationRuns && !root.closingAgreed) {
+            close.accepted = false;
+            question.active = true;
+        }
+    }
+
+    RootView {
+        anchors.fill: parent
+        model: root.model
+        focus: true
+    }
+
+    Shortcut {
+        sequences: ["Ctrl+W", "Ctrl+Q"]
+        onActivated: root.close()
+    }
+
+    Loader {
+        id: question
+
+        active: false
+        sourceComponent: ConfirmDialog {
+            title: "An operation is still running."
+            message: "Closing the window stops it where it is."
+            confirmText: "Stop and Close"
+            onConfirmed: {
+                root.closingAgreed = true;
+                root.close();
+            }
+            onClosed: question.active = false
+        }
+    }
+}

@@ -1,0 +1,24 @@
+import QtQuick
+
+// Text to read, to select and to copy.
+TextEdit {
+    id: root
+
+    property string name: ""
+
+    readOnly: true
+    selectByMouse: true
+    persistentSelection: false
+    color: Theme.color.ink
+    font: Theme.font.body
+    selectionColor: Theme.color.selectedText
+    selectedTextColor: Theme.color.ink
+    textFormat: TextEdit.PlainText
+    Accessible.role: Accessible.StaticText
+    Accessible.name: root.name === "" ? root.text : root.name
+    Accessible.readOnly: true
+    onActiveFocusChanged: {
+        if (!root.activeFocus)
+            root.deselect();
+    }
+}

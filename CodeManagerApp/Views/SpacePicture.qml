@@ -1,0 +1,108 @@
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Layouts
+import CodeManager
+
+// Where the product's space goes: one bar in parts, and what each part is.
+Card {
+    id: root
+
+    required property list<spaceShare> shares
+    required property string total
+
+    padding: Theme.spacing.large
+    spacing: Theme.spacing.small
+    Accessible.role: Accessible.Grouping
+    Accessible.name: heading.text + ", " + root.total
+
+    function colorOf(index: int, rest: bool): color {
+        return rest ? Theme.color.rest : Theme.color.shares[index % Theme.color.shares.length];
+    }
+
+    RowLayout {
+        Layout.fillWidth: true
+
+        Words {
+            id: heading
+
+            text: Qt.platform.os === "osx" ? "On this Mac" : "On this computer"
+            font: Theme.font.section
+            Layout.fillWidth: true
+        }
+
+        Words {
+            text: root.total
+        }
+    }
+
+    Item {
+        id: bar
+
+        implicitHeight: 14
+        Layout.fillWidth: true
+
+        Row {
+            id: parts
+
+            anchors.fill: parent
+            spacing: 2
+
+            Repeater {
+                model: root.shares
+
+                Rectangle {
+                    required property int index
+                    required property spaceShare modelData
+
+                    width: Math.max(2, modelData.fraction * (bar.width - parts.spacing * (root.shares.length - 1)))
+                    height: bar.height
+                    radius: 3
+                    color: root.colorOf(index, modelData.rest)
+                }
+            }
+        }
+    }
+
+    Flow {
+        spacing: Theme.spacing.large
+        Layout.fillWidth: true
+
+        Repeater {
+            model: root.shares
+
+            Row {
+                id: legend
+
+                required property int index
+                required property spaceShare modelData
+
+                spacing: Theme.spacing.small
+                Accessible.role: Accessible.StaticText
+                Accessible.name: modelData.title + ": " + modelData.humanSize
+
+                Rectangle {
+                    anchors.verticalCenter: parent.verticalCenter
+                    width: Theme.size.dot
+                    height: Theme.size.dot
+                    radius: Theme.size.dot / 2
+                    color: root.colorOf(legend.index, legend.modelData.rest)
+                }
+
+                Words {
+                    text: legend.modelData.title
+                    font: Theme.font.caption
+                    color: Theme.color.caption
+                    Accessible.ignored: true
+                }
+
+                Words {
+                    text: legend.modelData.humanSize
+                    font: Theme.font.caption
+                    color: Theme.color.secondary
+                    Accessible.ignored: true
+                }
+            }
+        }
+    }
+}

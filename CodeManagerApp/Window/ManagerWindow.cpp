@@ -1,0 +1,53 @@
+#include "CodeManagerApp/Window/ManagerWindow.h"
+
+#include <QQmlComponent>
+#include <QtQml/QQmlExtensionPlugin>
+
+#include "CodeManagerApp/Window/SymbolProvider.h"
+#include "CodeManagerApp/Window/WindowStyle.h"
+
+extern void qml_register_types_CodeManager(); // made by the build from the types of this module
+
+namespace CodeManagerApp
+{
+
+ManagerWindow::ManagerWindow(ManagerModel& model)
+{
+    static const bool registered = [] {
+        qml_register_types_CodeManager();
+        return true;
+    }();
+    Q_UNUSED(registered)
+    engine_.addImageProvider(QStringLiteral("symbol"), new SymbolProvider);
+    engine_.addImportPath(QStringLiteral("qrc:/qt/qml"));
+    QQmlEngine::setObjectOwnership(&model, QQmlEngine::CppOwnership);
+
+    QQmlComponent component(&engine_, QUrl(QStringLiteral("qrc:/qt/qml/CodeManager/ManagerWindow.qml")));
+    if (!component.isReady()) {
+        trouble_ = component.errorString();
+        return;
+    }
+    std::unique_ptr<QObject> made(
+        component.createWithInitialProperties({{QStringLiteral("model"), QVariant::fromValue(&model)}}));
+    window_.reset(qobject_cast<QQuickWindow*>(made.get()));
+    if (!window_) {
+        trouble_ = component.errorString();
+        return;
+    }
+    static_cast<void>(made.release());
+    // Nothing is probed before the window is on screen.
+    QObject::connect(
+        window_.get(),
+        &QQuickWindow::frameSwapped,
+        &model,
+        [&model, this] {
+            model.requestRefresh();
+            const int type = qmlTypeId("CodeManager", 1, 0, "WindowStyle");
+            if (auto* const style = engine_.singletonInstance<WindowStyle*>(type)) {
+                style->learnMotion();
+            }
+        },
+        static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::SingleShotConnection));
+}
+
+} // namespace CodeManagerApp

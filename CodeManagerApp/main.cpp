@@ -1,0 +1,3 @@
+#include "CodeManagerApp/Application.h"
+
+int main(int argc, char* argv[]) { return CodeManagerApp::run(argc, argv); }
