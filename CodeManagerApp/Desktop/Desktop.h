@@ -24,8 +24,15 @@ bool hasGraphicsProcessor();
 // Whether the user asked for less motion. Any thread; may take long: not for the interface thread.
 bool wantsReducedMotion();
 
-// The size of the desktop's text against the usual one, 1 or more. After the application object is made.
-double textScale();
+// The family that the window's text is set in where it is installed; empty where that is the desktop's own.
+std::string preferredFamily();
+
+// What text usually has on such a desktop; more of either means that the user wants larger text.
+struct UsualText {
+    double points = 0;
+    double dotsPerInch = 0;
+};
+UsualText usualText();
 
 // A square picture of one of the system's own symbols.
 struct Picture {

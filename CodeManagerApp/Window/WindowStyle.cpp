@@ -1,11 +1,15 @@
 #include "CodeManagerApp/Window/WindowStyle.h"
 
+#include <algorithm>
+
 #include <QFontDatabase>
 #include <QFuture>
 #include <QGuiApplication>
+#include <QScreen>
 #include <QtConcurrentRun>
 
 #include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Model/QtText.h"
 
 namespace CodeManagerApp
 {
@@ -15,23 +19,27 @@ namespace
 
 QString installedOr(const QString& wanted, const QFont& otherwise)
 {
-    return QFontDatabase::hasFamily(wanted) ? wanted : otherwise.family();
+    return !wanted.isEmpty() && QFontDatabase::hasFamily(wanted) ? wanted : otherwise.family();
+}
+
+double wantedTextScale()
+{
+    const Desktop::UsualText usual = Desktop::usualText();
+    const QScreen* const screen = QGuiApplication::primaryScreen();
+    const double dots = screen != nullptr ? screen->logicalDotsPerInchY() : usual.dotsPerInch;
+    // Desktops that come with smaller text look alike here.
+    const double points = std::max(QGuiApplication::font().pointSizeF(), usual.points);
+    return std::max(1.0, points / usual.points * dots / usual.dotsPerInch);
 }
 
 } // namespace
 
 WindowStyle::WindowStyle(QObject* parent)
     : QObject(parent)
-#ifdef Q_OS_MACOS
-    , family_(QGuiApplication::font().family())
+    , family_(installedOr(fromUtf8(Desktop::preferredFamily()), QGuiApplication::font()))
     , monospacedFamily_(
           installedOr(QStringLiteral("JetBrains Mono"), QFontDatabase::systemFont(QFontDatabase::FixedFont)))
-#else
-    , family_(installedOr(QStringLiteral("Inter"), QGuiApplication::font()))
-    , monospacedFamily_(
-          installedOr(QStringLiteral("JetBrains Mono"), QFontDatabase::systemFont(QFontDatabase::FixedFont)))
-#endif
-    , textScale_(Desktop::textScale())
+    , textScale_(wantedTextScale())
 {
 }
 

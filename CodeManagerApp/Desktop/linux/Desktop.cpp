@@ -7,12 +7,7 @@
 #include <string_view>
 #include <unistd.h>
 
-#undef signals // GLib has fields of this name, Qt's word for them is switched off
 #include <gio/gio.h>
-
-#include <QFont>
-#include <QGuiApplication>
-#include <QScreen>
 
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Platform/ErrorText.h"
@@ -92,16 +87,9 @@ bool hasGraphicsProcessor()
 
 bool wantsReducedMotion() { return !animationsOfTheDesktop().value_or(true); }
 
-double textScale()
-{
-    constexpr double usualPoints = 11; // what desktops come with; 9 to 11 look alike here
-    constexpr double usualDotsPerInch = 96;
-    const double points = QGuiApplication::font().pointSizeF();
-    const double dots = QGuiApplication::primaryScreen() != nullptr
-        ? QGuiApplication::primaryScreen()->logicalDotsPerInchY()
-        : usualDotsPerInch;
-    return std::max(1.0, std::max(1.0, points / usualPoints) * dots / usualDotsPerInch);
-}
+std::string preferredFamily() { return "Inter"; }
+
+UsualText usualText() { return {.points = 11, .dotsPerInch = 96}; }
 
 std::optional<Picture> systemSymbol(const std::string& /*name*/, int /*pixels*/, std::uint32_t /*colour*/)
 {

@@ -52,7 +52,9 @@ bool hasGraphicsProcessor() { return true; }
 
 bool wantsReducedMotion() { return [[NSWorkspace sharedWorkspace] accessibilityDisplayShouldReduceMotion]; }
 
-double textScale() { return std::max(1.0, [NSFont systemFontSize] / 13.0); }
+std::string preferredFamily() { return {}; }
+
+UsualText usualText() { return { .points = 13, .dotsPerInch = 72 }; }
 
 std::optional<Picture> systemSymbol(const std::string& name, int pixels, std::uint32_t colour)
 {
@@ -69,7 +71,7 @@ std::optional<Picture> systemSymbol(const std::string& name, int pixels, std::ui
         return std::nullopt;
     }
     [NSGraphicsContext saveGraphicsState];
-    [NSGraphicsContext setCurrentContext:[NSGraphicsContext graphicsContextWithCGContext:canvas flipped:NO]];
+    NSGraphicsContext.currentContext = [NSGraphicsContext graphicsContextWithCGContext:canvas flipped:NO];
     const NSSize size = image.size;
     const double scale = std::min(pixels / size.width, pixels / size.height);
     const NSSize shown = NSMakeSize(size.width * scale, size.height * scale);

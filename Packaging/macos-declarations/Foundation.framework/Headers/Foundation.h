@@ -9,7 +9,12 @@
 #pragma clang assume_nonnull begin
 
 @interface NSString : NSObject
++ (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
 @property (readonly, nullable) const char* UTF8String;
+@end
+
+@interface NSArray<ObjectType> : NSObject
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects count:(NSUInteger)cnt;
 @end
 
 @interface NSError : NSObject
