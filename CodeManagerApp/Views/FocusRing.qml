@@ -6,6 +6,7 @@ Rectangle {
 
     property bool shown: false
     property int gap: 2
+    property color ink: Theme.color.accent
 
     visible: root.shown
     anchors.fill: parent
@@ -13,6 +14,6 @@ Rectangle {
     radius: Theme.radius.control + root.gap
     color: "transparent"
     border.width: 2
-    border.color: Theme.color.accent
+    border.color: root.ink
     Accessible.ignored: true
 }

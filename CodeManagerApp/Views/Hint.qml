@@ -8,24 +8,39 @@ Item {
     id: root
 
     property string text: ""
+    property T.ToolTip shown: null
+
+    readonly property bool wanted: hover.hovered && root.text !== ""
 
     anchors.fill: parent
     Accessible.ignored: true
+    onWantedChanged: {
+        if (!root.wanted)
+            root.hide();
+    }
+
+    function hide() {
+        root.shown?.destroy();
+        root.shown = null;
+    }
 
     HoverHandler {
         id: hover
     }
 
     Timer {
-        id: rest
-
         interval: 600
-        running: hover.hovered && root.text !== ""
+        running: root.wanted
+        onTriggered: {
+            root.hide();
+            root.shown = popup.createObject(root);
+        }
     }
 
-    Loader {
-        active: hover.hovered && !rest.running && root.text !== ""
-        sourceComponent: T.ToolTip {
+    Component {
+        id: popup
+
+        T.ToolTip {
             id: tip
 
             visible: true

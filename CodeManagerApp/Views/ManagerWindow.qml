@@ -11,6 +11,7 @@ Window {
 
     // Set once the user agreed to cut short what runs.
     property bool closingAgreed: false
+    property ConfirmDialog question: null
 
     objectName: "manager"
     title: root.model.windowTitle
@@ -24,7 +25,7 @@ Window {
     onClosing: close => {
         if (root.model.operationRuns && !root.closingAgreed) {
             close.accepted = false;
-            question.active = true;
+            root.ask();
         }
     }
 
@@ -39,11 +40,15 @@ Window {
         onActivated: root.close()
     }
 
-    Loader {
-        id: question
+    function ask() {
+        if (root.question === null)
+            root.question = closingQuestion.createObject(root.contentItem);
+    }
 
-        active: false
-        sourceComponent: ConfirmDialog {
+    Component {
+        id: closingQuestion
+
+        ConfirmDialog {
             title: "An operation is still running."
             message: "Closing the window stops it where it is."
             confirmText: "Stop and Close"
@@ -51,7 +56,10 @@ Window {
                 root.closingAgreed = true;
                 root.close();
             }
-            onClosed: question.active = false
+            onClosed: {
+                root.question = null;
+                destroy();
+            }
         }
     }
 }

@@ -21,11 +21,8 @@ Rectangle {
         anchors.rightMargin: Theme.spacing.huge - 6
         spacing: Theme.spacing.medium
 
-        Words {
+        Heading {
             text: root.title
-            font: Theme.font.headline
-            Accessible.role: Accessible.Heading
-            Accessible.name: root.title
         }
 
         BusyMark {

@@ -25,11 +25,9 @@ PaneFrame {
             spacing: Theme.spacing.medium
             Layout.fillWidth: true
 
-            Words {
+            Heading {
                 text: "mlx-vantor"
                 font: Theme.font.section
-                Accessible.role: Accessible.Heading
-                Accessible.name: text
             }
 
             Rectangle {

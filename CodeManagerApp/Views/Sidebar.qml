@@ -36,14 +36,11 @@ FocusScope {
             size: Math.round(18 * Theme.grown)
         }
 
-        Words {
+        Heading {
             anchors.verticalCenter: parent.verticalCenter
             width: root.width - titleLine.x - 3 * Theme.spacing.large
             text: root.model.display
-            font: Theme.font.headline
             color: Theme.color.titleInk
-            Accessible.role: Accessible.Heading
-            Accessible.name: root.model.display
         }
     }
 

@@ -49,7 +49,8 @@ T.ItemDelegate {
         color: root.selected ? Theme.color.accent : root.hovered ? Theme.color.sidebarHover : "transparent"
 
         FocusRing {
-            gap: root.selected ? 2 : 0
+            gap: -2
+            ink: root.selected ? Theme.color.accentInk : Theme.color.accent
             shown: root.visualFocus
         }
     }

@@ -1,7 +1,7 @@
 import QtQuick
 
 // A symbol by its name. Decoration: what it stands for is said beside it or by the control that it is on.
-Image {
+Item {
     id: root
 
     required property string name
@@ -10,11 +10,15 @@ Image {
 
     readonly property int pixels: Math.round(root.size * Screen.devicePixelRatio)
 
-    source: root.name === "" ? "" : "image://symbol/" + root.name + "/" + String(root.color).slice(-6)
-    sourceSize.width: root.pixels
-    sourceSize.height: root.pixels
-    width: root.size
-    height: root.size
-    fillMode: Image.PreserveAspectFit
+    implicitWidth: root.size
+    implicitHeight: root.size
     Accessible.ignored: true
+
+    Image {
+        anchors.fill: parent
+        source: root.name === "" ? "" : "image://symbol/" + root.name + "/" + String(root.color).slice(-6)
+        sourceSize.width: root.pixels
+        sourceSize.height: root.pixels
+        fillMode: Image.PreserveAspectFit
+    }
 }

@@ -9,6 +9,7 @@
 #include <QtConcurrentRun>
 
 #include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Model/InBackground.h"
 #include "CodeManagerApp/Model/QtText.h"
 
 namespace CodeManagerApp
@@ -43,14 +44,13 @@ WindowStyle::WindowStyle(QObject* parent)
 {
 }
 
-void WindowStyle::learnMotion()
+QCoro::Task<> WindowStyle::learnMotion()
 {
-    QtConcurrent::run(&Desktop::wantsReducedMotion).then(this, [this](bool reduced) {
-        if (reduced != reducedMotion_) {
-            reducedMotion_ = reduced;
-            Q_EMIT reducedMotionChanged();
-        }
-    });
+    const bool reduced = co_await Awaited(this, QtConcurrent::run(&Desktop::wantsReducedMotion));
+    if (reduced != reducedMotion_) {
+        reducedMotion_ = reduced;
+        Q_EMIT reducedMotionChanged();
+    }
 }
 
 } // namespace CodeManagerApp

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
+#include <qcorotask.h>
+
 namespace CodeManagerApp
 {
 
@@ -29,7 +31,7 @@ public:
     [[nodiscard]] bool reducedMotion() const { return reducedMotion_; }
 
     // Asks the desktop, on another thread.
-    Q_INVOKABLE void learnMotion();
+    QCoro::Task<> learnMotion();
 
 Q_SIGNALS:
     void reducedMotionChanged();

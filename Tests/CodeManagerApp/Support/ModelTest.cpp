@@ -1,0 +1,35 @@
+#include "Tests/CodeManagerApp/Support/ModelTest.h"
+
+#include <filesystem>
+
+#include <QGuiApplication>
+
+namespace TestSupport
+{
+
+namespace
+{
+
+// One for the program: the toolkit takes no second one.
+void makeApplication()
+{
+    if (QCoreApplication::instance() != nullptr) {
+        return;
+    }
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    static int count = 1;
+    static std::string name = "test";
+    static char* arguments[] = {name.data(), nullptr};
+    static const QGuiApplication application(count, static_cast<char**>(arguments));
+}
+
+} // namespace
+
+ModelTest::ModelTest()
+{
+    makeApplication();
+    std::filesystem::create_directories(scratch() / "runtime");
+    std::filesystem::permissions(scratch() / "runtime", std::filesystem::perms::owner_all);
+}
+
+} // namespace TestSupport
