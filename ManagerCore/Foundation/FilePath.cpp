@@ -62,6 +62,38 @@ std::optional<std::filesystem::path> realPath(const std::filesystem::path& path)
 
 bool hasParentStep(const std::filesystem::path& path) { return std::ranges::find(path, "..") != path.end(); }
 
+bool isDots(const std::filesystem::path& name) { return name == "." || name == ".."; }
+
+bool isSameFolder(const std::filesystem::path& one, const std::filesystem::path& other)
+{
+    const auto left = factsOf(one, true);
+    const auto right = factsOf(other, true);
+    return left && right && left->st_dev == right->st_dev && left->st_ino == right->st_ino;
+}
+
+// The same item by a path without dots; what is not there stays as it is, since without dots it could be.
+std::filesystem::path sameWithoutDots(const std::filesystem::path& path)
+{
+    const bool endsInDots = isDots(path.filename());
+    const std::filesystem::path folder = endsInDots ? path : path.parent_path();
+    if (std::ranges::none_of(path, isDots) || !FilePath::exists(folder)) {
+        return path;
+    }
+    std::filesystem::path plain = withoutDots(path);
+    if (isSameFolder(folder, endsInDots ? plain : plain.parent_path())) {
+        return plain;
+    }
+    return endsInDots ? resolved(folder) : resolved(folder) / path.filename();
+}
+
+// What is written in the link; absent for anything that is not a link or cannot be read.
+std::optional<std::string> linkText(const std::filesystem::path& path)
+{
+    std::array<char, PATH_MAX> buffer {};
+    const ssize_t length = ::readlink(path.c_str(), buffer.data(), buffer.size());
+    return length > 0 ? std::optional(std::string(buffer.data(), static_cast<std::size_t>(length))) : std::nullopt;
+}
+
 } // namespace
 
 std::filesystem::path fromText(std::string_view text)
@@ -77,7 +109,7 @@ std::filesystem::path expandHome(std::string_view text)
     if (text == "~") {
         return Platform::homeFolder();
     }
-    if (text.starts_with("~/") && text.find('\0') == std::string_view::npos) {
+    if (text.starts_with("~/")) {
         return appending(Platform::homeFolder(), text.substr(2));
     }
     return fromText(text);
@@ -98,6 +130,9 @@ std::filesystem::path expandTilde(std::string_view text)
 
 std::filesystem::path appending(const std::filesystem::path& base, std::string_view relative)
 {
+    if (relative.find('\0') != std::string_view::npos) {
+        return {};
+    }
     return squeezed(base.string() + "/" + std::string(relative));
 }
 
@@ -117,16 +152,23 @@ bool isLink(const std::filesystem::path& path)
 
 std::optional<std::filesystem::path> linkDestination(const std::filesystem::path& path)
 {
-    std::array<char, PATH_MAX> buffer {};
-    const ssize_t length = ::readlink(path.c_str(), buffer.data(), buffer.size());
-    if (length <= 0) {
+    const auto text = linkText(path);
+    if (!text) {
         return std::nullopt;
     }
-    const std::string_view destination(buffer.data(), static_cast<std::size_t>(length));
-    return destination.front() == '/' ? fromText(destination) : appending(parent(path), destination);
+    return text->starts_with('/') ? fromText(*text) : appending(parent(path), *text);
 }
 
 std::filesystem::path linkTarget(const std::filesystem::path& path) { return linkDestination(path).value_or(path); }
+
+std::filesystem::path resolvedLinkTarget(const std::filesystem::path& path)
+{
+    const auto text = linkText(path);
+    if (!text) {
+        return path;
+    }
+    return text->starts_with('/') ? fromText(*text) : sameWithoutDots(appending(parent(path), *text));
+}
 
 std::filesystem::path standardised(const std::filesystem::path& path)
 {

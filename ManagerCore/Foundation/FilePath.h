@@ -23,7 +23,7 @@ std::filesystem::path expandHome(std::string_view text);
 std::filesystem::path expandTilde(std::string_view text);
 
 // `base` with `relative` appended as one text: slashes squeezed, nothing resolved, a leading slash in `relative` does
-// not start over.
+// not start over. With a zero byte in `relative` the empty path.
 std::filesystem::path appending(const std::filesystem::path& base, std::string_view relative);
 
 // Whether something exists there, links followed: a dangling link does not exist, a link to a folder is a folder.
@@ -39,6 +39,11 @@ std::optional<std::filesystem::path> linkDestination(const std::filesystem::path
 
 // The same, with anything that is not a link mapping to itself.
 std::filesystem::path linkTarget(const std::filesystem::path& path);
+
+// The same with a relative destination resolved against the link's folder: without "." and "..", which go by their
+// names where that leads to the same item, else by resolving the links before them. A link that stands at the
+// destination stays one.
+std::filesystem::path resolvedLinkTarget(const std::filesystem::path& path);
 
 // Without ".", ".." and doubled slashes; links are resolved first when there is a "..". On macOS a leading /private is
 // dropped where the short form exists.

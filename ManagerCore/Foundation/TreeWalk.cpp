@@ -6,7 +6,6 @@
 #include <chrono>
 #include <climits>
 #include <condition_variable>
-#include <csignal>
 #include <fcntl.h>
 #include <iterator>
 #include <mutex>
@@ -15,6 +14,8 @@
 #include <thread>
 #include <unistd.h>
 #include <utility>
+
+#include "ManagerCore/Foundation/Parallel.h"
 
 namespace ManagerCore::TreeWalk
 {
@@ -104,24 +105,6 @@ Kind kindAt(int folder, const char* name)
     return S_ISREG(facts.st_mode) ? Kind::file : Kind::other;
 }
 
-// Signals belong to the threads that were there before.
-class SignalsBlocked
-{
-public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_ {};
-};
-
 class Walker
 {
 public:
@@ -159,7 +142,7 @@ private:
 
     std::vector<std::thread> startOthers()
     {
-        const SignalsBlocked blocked;
+        const Parallel::SignalsBlocked blocked;
         std::vector<std::thread> others;
         for (unsigned number = 1; number < lanes; number++) {
             const std::lock_guard lock(mutex_);

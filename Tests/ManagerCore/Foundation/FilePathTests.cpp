@@ -69,6 +69,7 @@ TEST_F(FilePathTest, appendingNeverStartsOver)
     EXPECT_EQ(FilePath::appending("/", "b").string(), "/b");
     EXPECT_EQ(FilePath::appending("/a", "").string(), "/a");
     EXPECT_EQ(FilePath::appending("/a", "../b/").string(), "/a/../b");
+    EXPECT_TRUE(FilePath::appending("/a", std::string_view("b\0c", 3)).empty());
 }
 
 TEST_F(FilePathTest, existenceFollowsLinks)
@@ -97,6 +98,41 @@ TEST_F(FilePathTest, aLinkIsReadOnce)
     EXPECT_EQ(FilePath::linkTarget(scratch()), scratch());
     EXPECT_EQ(FilePath::linkTarget(scratch() / "none"), scratch() / "none");
     EXPECT_FALSE(FilePath::linkDestination(scratch()).has_value());
+}
+
+TEST_F(FilePathTest, aRelativeTargetIsResolvedAgainstTheLinksFolder)
+{
+    const auto target = [this](const char* link) { return FilePath::resolvedLinkTarget(scratch() / link).string(); };
+    fs::create_directories(scratch() / "a/b");
+    TestSupport::write(scratch() / "w", "x");
+    makeLink(scratch() / "a/up", "../w");
+    makeLink(scratch() / "a/b/far", "./.././../w/");
+    makeLink(scratch() / "a/chain", "../a/./up");
+    makeLink(scratch() / "a/plain", "b");
+    makeLink(scratch() / "a/absolute", scratch() / "a/../w");
+    makeLink(scratch() / "a/ends", "b/..");
+    makeLink(scratch() / "a/b/here", ".");
+    EXPECT_EQ(target("a/up"), scratch() / "w");
+    EXPECT_EQ(target("a/b/far"), scratch() / "w");
+    EXPECT_EQ(target("a/chain"), scratch() / "a/up");
+    EXPECT_EQ(target("a/plain"), scratch() / "a/b");
+    EXPECT_EQ(target("a/absolute"), (scratch() / "a/../w").string()); // taken as it is
+    EXPECT_EQ(target("a/ends"), scratch() / "a");
+    EXPECT_EQ(target("a/b/here"), scratch() / "a/b");
+    EXPECT_EQ(target("a"), scratch() / "a");
+    EXPECT_EQ(target("none"), scratch() / "none");
+}
+
+TEST_F(FilePathTest, dotsBehindALinkLeadWhereTheSystemGoes)
+{
+    fs::create_directories(scratch() / "real/deep");
+    fs::create_directories(scratch() / "w");
+    makeLink(scratch() / "link", "real/deep");
+    makeLink(scratch() / "real/deep/up", "../w");
+    EXPECT_EQ(FilePath::resolvedLinkTarget(scratch() / "link/up"), scratch() / "real/w");
+    // What is not there does not become something that is.
+    makeLink(scratch() / "lost", "missing/../w");
+    EXPECT_FALSE(FilePath::exists(FilePath::resolvedLinkTarget(scratch() / "lost")));
 }
 
 TEST_F(FilePathTest, standardisedResolvesLinksOnlyForAParentStep)
