@@ -23,7 +23,11 @@ struct FoundItem {
     [[nodiscard]] std::string name() const;
     [[nodiscard]] std::string humanSize() const;
 
-    bool operator==(const FoundItem&) const = default;
+    // All three fields, the path to the letter.
+    bool operator==(const FoundItem& other) const
+    {
+        return url.native() == other.url.native() && category == other.category && sizeBytes == other.sizeBytes;
+    }
 };
 
 } // namespace ManagerCore
