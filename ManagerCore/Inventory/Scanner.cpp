@@ -1,0 +1,97 @@
+#include "ManagerCore/Inventory/Scanner.h"
+
+#include <algorithm>
+#include <string>
+#include <tuple>
+#include <unordered_set>
+
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/Parallel.h"
+#include "ManagerCore/Foundation/Size.h"
+#include "ManagerCore/Inventory/FolderSweep.h"
+#include "ManagerCore/Inventory/StraySweep.h"
+
+namespace ManagerCore::Scanner
+{
+
+namespace
+{
+
+constexpr unsigned measuringLanes = 4; // each walks a large folder with threads of its own
+
+void addDeclared(std::vector<FoundItem>& items, const std::vector<std::string>& paths, ArtifactCategory category)
+{
+    for (const std::string& path : paths) {
+        items.push_back({.url = FilePath::expandHome(path), .category = category});
+    }
+}
+
+// The locations that the descriptor names, and the two that follow from the product's name. Where a model's location is
+// a link into a store of weights, it is the store that holds them.
+std::vector<FoundItem> declaredLocations(const Identity& identity)
+{
+    std::vector<FoundItem> items;
+    addDeclared(items, identity.appPaths, ArtifactCategory::application);
+    addDeclared(items, identity.binaries, ArtifactCategory::executables);
+    addDeclared(items, identity.configDirs, ArtifactCategory::configuration);
+    addDeclared(items, identity.modelPaths, ArtifactCategory::model);
+    for (const std::string& location : identity.modelLocations) {
+        items.push_back(
+            {.url = FilePath::resolvedLinkTarget(FilePath::expandHome(location)), .category = ArtifactCategory::model});
+    }
+    addDeclared(items, {"~/Library/Application Support/" + identity.name}, ArtifactCategory::configuration);
+    addDeclared(items, {"~/Library/Logs/" + identity.name}, ArtifactCategory::logs);
+    return items;
+}
+
+// In the order in which a path is claimed.
+std::vector<FoundItem> candidates(const Identity& identity)
+{
+    std::vector<FoundItem> all = declaredLocations(identity);
+    for (const auto sweep : {&FolderSweep::library,
+                             &FolderSweep::temporaryFolders,
+                             &FolderSweep::editorExtensions,
+                             &StraySweep::executables}) {
+        std::ranges::move(sweep(identity), std::back_inserter(all));
+    }
+    return all;
+}
+
+// Those that exist and that no earlier one has claimed.
+std::vector<FoundItem> accepted(std::vector<FoundItem> candidates)
+{
+    std::vector<FoundItem> items;
+    std::unordered_set<std::string> claimed;
+    for (FoundItem& candidate : candidates) {
+        if (!claimed.contains(candidate.path()) && FilePath::exists(candidate.url)) {
+            claimed.insert(candidate.path());
+            items.push_back(std::move(candidate));
+        }
+    }
+    return items;
+}
+
+void measure(std::vector<FoundItem>& items)
+{
+    Parallel::forEach(items.size(), measuringLanes, [&items](std::size_t index, unsigned /*lane*/) {
+        items[index].sizeBytes = Size::of(items[index].url);
+    });
+}
+
+bool comesBefore(const FoundItem& one, const FoundItem& other)
+{
+    return std::tie(one.category, other.sizeBytes, one.url.native())
+        < std::tie(other.category, one.sizeBytes, other.url.native());
+}
+
+} // namespace
+
+std::vector<FoundItem> scan(const Identity& identity)
+{
+    std::vector<FoundItem> items = accepted(candidates(identity));
+    measure(items);
+    std::ranges::sort(items, comesBefore);
+    return items;
+}
+
+} // namespace ManagerCore::Scanner
