@@ -5,6 +5,7 @@
 #include "CodeManagerCLI/CompletionCommand.h"
 #include "CodeManagerCLI/IdentityCommand.h"
 #include "CodeManagerCLI/ModelCommand.h"
+#include "CodeManagerCLI/ScanCommand.h"
 #include "CodeManagerCLI/ServiceCommand.h"
 #include "CodeManagerCLI/SizeCommand.h"
 #include "CodeManagerCLI/StatusCommand.h"
@@ -19,6 +20,7 @@ void addCommands(CommandTree& tree)
     constexpr std::array declarations {
         &StatusCommand::declare,
         &IdentityCommand::declare,
+        &ScanCommand::declare,
         &ServiceCommand::declare,
         &ModelCommand::declare,
         &SizeCommand::declare,

@@ -127,6 +127,12 @@ void Output::line(std::string_view text) { out_ << visible(text) << '\n'; }
 
 void Output::lines(std::string_view text) { out_ << visibleLines(text) << lineEndFor(text); }
 
+void Output::heading(std::string_view text)
+{
+    const std::string shown = visible(text);
+    out_ << (colours_ ? "\033[1m" + shown + "\033[0m" : shown) << '\n';
+}
+
 void Output::table(const std::vector<Row>& rows)
 {
     std::size_t width = 0;

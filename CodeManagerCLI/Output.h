@@ -38,6 +38,7 @@ public:
 
     void line(std::string_view text);
     void lines(std::string_view text); // a line feed is added where the last line has none
+    void heading(std::string_view text); // a line that stands out on a terminal
     void table(const std::vector<Row>& rows);
     void json(const Json& document); // bytes that are not UTF-8 become U+FFFD
 

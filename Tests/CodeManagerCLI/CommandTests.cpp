@@ -7,6 +7,7 @@
 
 #include "CodeManagerCLI/CommandLine.h"
 #include "CodeManagerCLI/Output.h"
+#include "CodeManagerCLI/ScanCommand.h"
 #include "CodeManagerCLI/ServiceCommand.h"
 #include "CodeManagerCLI/SizeCommand.h"
 #include "CodeManagerCLI/StatusCommand.h"
@@ -69,6 +70,41 @@ TEST_F(CommandTest, StatusAsJsonHasTheFieldsOfTheRecordInOrder)
                                          "modelCatalogInstalled",
                                          "provider"}));
     EXPECT_EQ(document["modelBytes"], 8192);
+}
+
+TEST_F(CommandTest, ScanGroupsItemsUnderHeadingsThatStandOut)
+{
+    write(home() / "wide.toml",
+          "name = \"zyn-test\"\nconfig_dirs = [\"~/model\", \"~/small\"]\nmodel_paths = [\"~/large\"]\n");
+    write(home() / "small", "x");
+    write(home() / "large", std::string(1'200'000, 'x'));
+    const std::string folder = home().string();
+    EXPECT_EQ(ScanCommand::run({.output = coloured, .identityFile = (home() / "wide.toml").string()}), 0);
+    EXPECT_EQ(out.str(),
+              "\033[1m 12 KB  Configuration & Data · 2\033[0m\n"
+              "  8 KB    "
+                  + folder
+                  + "/model\n"
+                    "  4 KB    "
+                  + folder
+                  + "/small\n"
+                    "\n"
+                    "\033[1m1.2 MB  AI Model · 1\033[0m\n"
+                    "1.2 MB    "
+                  + folder
+                  + "/large\n"
+                    "\n"
+                    "\033[1m1.2 MB  Total · 3\033[0m\n");
+}
+
+TEST_F(CommandTest, ScanAsJsonHasTheFieldsOfTheRecordInOrder)
+{
+    write(home() / "product.toml", "name = \"zyn-test\"\nconfig_dirs = [\"~/model\"]\n");
+    EXPECT_EQ(ScanCommand::run({.output = plain, .json = true, .identityFile = descriptor()}), 0);
+    EXPECT_EQ(out.str(),
+              "[\n  {\n    \"path\": \"" + (home() / "model").string()
+                  + "\",\n    \"name\": \"model\",\n    \"category\": \"Configuration & Data\",\n"
+                    "    \"sizeBytes\": 8192,\n    \"humanSize\": \"8 KB\"\n  }\n]\n");
 }
 
 TEST_F(CommandTest, ACommandPrintsNothingOfItsOwnOnTheErrorStreamWhenAllIsWell)

@@ -56,8 +56,8 @@ const std::string common = "--identity --json --version -h --help";
 
 TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
-    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity service model size trash completion");
-    EXPECT_EQ(offered("zyn-code-manager s"), "status service size");
+    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity scan service model size trash completion");
+    EXPECT_EQ(offered("zyn-code-manager s"), "status scan service size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");
     EXPECT_EQ(offered("zyn-code-manager completion ''"), "bash zsh fish");
@@ -206,7 +206,7 @@ TEST_F(FishCompletionTest, FishOffersWhatMayFollow)
         GTEST_SKIP() << "fish is not installed";
     }
     const std::vector<std::pair<std::string, std::string>> cases {
-        {"s", "service\nsize\nstatus\n"},
+        {"s", "scan\nservice\nsize\nstatus\n"},
         {"service st", "start\nstatus\nstop\n"},
         {"--identity service ser", "service\n"},
         {"service start --d", "--dry-run\n"},

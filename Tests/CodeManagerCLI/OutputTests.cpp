@@ -64,6 +64,13 @@ TEST_F(OutputTest, PlainOutputHasNoColours)
     EXPECT_EQ(out.str(), "A  yes\n");
 }
 
+TEST_F(OutputTest, AHeadingStandsOutOnATerminalAlone)
+{
+    coloured.heading("A\nB");
+    plain.heading("C");
+    EXPECT_EQ(out.str(), "\033[1mA\\nB\033[0m\nC\n");
+}
+
 TEST_F(OutputTest, JsonRepairsWhatIsNotUtf8)
 {
     plain.json({{"path", "/\xff/\n"}});
