@@ -3,7 +3,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <random>
 #include <string>
+#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -14,6 +16,7 @@
 #include "ManagerCore/Foundation/Descriptor.h"
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Foundation/Size.h"
+#include "ManagerCore/Inventory/TextFinder.h"
 
 extern char** environ; // NOLINT(readability-redundant-declaration)
 
@@ -142,5 +145,41 @@ void sizeOfTree(benchmark::State& state)
     }
 }
 BENCHMARK(sizeOfTree)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// A piece of a file as the marker search reads it, without the marker in it.
+const std::string& pieceOfFile()
+{
+    static const std::string piece = [] {
+        std::mt19937 random(1); // NOLINT(bugprone-random-generator-seed): the same piece each time
+        std::string bytes(std::size_t {256} << 10U, ' ');
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        return bytes;
+    }();
+    return piece;
+}
+
+constexpr std::string_view marker = "zyn-identity-marker-7d41c0e9a2b6";
+
+void searchPiece(benchmark::State& state)
+{
+    const ManagerCore::TextFinder finder {std::string(marker)};
+    for ([[maybe_unused]] auto round : state) {
+        benchmark::DoNotOptimize(finder.occursIn(pieceOfFile()));
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * pieceOfFile().size()));
+}
+BENCHMARK(searchPiece);
+
+// Its peer.
+void memmemPiece(benchmark::State& state)
+{
+    for ([[maybe_unused]] auto round : state) {
+        benchmark::DoNotOptimize(::memmem(pieceOfFile().data(), pieceOfFile().size(), marker.data(), marker.size()));
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * pieceOfFile().size()));
+}
+BENCHMARK(memmemPiece);
 
 } // namespace

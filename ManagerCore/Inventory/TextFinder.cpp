@@ -60,6 +60,34 @@ std::pair<std::size_t, std::size_t> rarestIn(const std::string& text)
     return {places.front(), other == places.end() ? text.size() - 1 : *other};
 }
 
+// Two bytes and where they stand behind the place where a text begins.
+struct Pair {
+    char first;
+    char second;
+    std::size_t firstAt;
+    std::size_t secondAt;
+};
+
+// The first block at or behind `place` in which the pair stands where it would for at least one place; the last whole
+// block's end when there is none.
+std::size_t nextSuspect(const char* bytes, std::size_t place, std::size_t places, const Pair& pair)
+{
+    const Lanes first = allOf(pair.first);
+    const Lanes second = allOf(pair.second);
+    for (; place + blockSize <= places; place += blockSize) {
+        const char* const firsts = bytes + place + pair.firstAt;
+        const char* const seconds = bytes + place + pair.secondAt;
+        Matches matches {};
+        for (std::size_t at = 0; at < blockSize; at += sizeof(Lanes)) {
+            matches |= (lanesAt(firsts + at) == first) & (lanesAt(seconds + at) == second);
+        }
+        if (anyIn(matches)) {
+            break;
+        }
+    }
+    return place;
+}
+
 } // namespace
 
 TextFinder::TextFinder(std::string text)
@@ -74,27 +102,17 @@ bool TextFinder::occursIn(std::string_view bytes) const
         return false;
     }
     const std::size_t places = bytes.size() - text_.size() + 1; // where it could begin
+    const Pair pair {.first = text_[first_], .second = text_[second_], .firstAt = first_, .secondAt = second_};
     unsigned patience = patienceAtFirst;
-    std::size_t place = 0;
-    for (; place + blockSize <= places && patience > 0; place += blockSize) {
-        if (mayBeginIn(bytes.data() + place) && beginsIn(bytes.data() + place, patience)) {
+    std::size_t place = nextSuspect(bytes.data(), 0, places, pair);
+    while (place + blockSize <= places && patience > 0) {
+        if (beginsIn(bytes.data() + place, patience)) {
             return true;
         }
+        place = nextSuspect(bytes.data(), place + blockSize, places, pair);
     }
     // The end, or the rest of bytes that are made of near misses.
     return ::memmem(bytes.data() + place, bytes.size() - place, text_.data(), text_.size()) != nullptr;
-}
-
-// Whether the two bytes stand where they would for at least one place of the block.
-bool TextFinder::mayBeginIn(const char* block) const
-{
-    const Lanes first = allOf(text_[first_]);
-    const Lanes second = allOf(text_[second_]);
-    Matches matches {};
-    for (std::size_t at = 0; at < blockSize; at += sizeof(Lanes)) {
-        matches |= (lanesAt(block + first_ + at) == first) & (lanesAt(block + second_ + at) == second);
-    }
-    return anyIn(matches);
 }
 
 // Whether the text begins at one of the block's places. Every near miss costs patience.

@@ -17,7 +17,6 @@ public:
     [[nodiscard]] const std::string& text() const { return text_; }
 
 private:
-    [[nodiscard]] bool mayBeginIn(const char* block) const;
     [[nodiscard]] bool beginsIn(const char* block, unsigned& patience) const;
 
     std::string text_;
