@@ -204,14 +204,14 @@ TEST_F(MarkerSearchTest, aFileThatGrowsWhileItIsReadIsNoFault)
         const int one = ::open(grown.c_str(), O_WRONLY | O_APPEND);
         const int other = ::open(marked.c_str(), O_WRONLY | O_APPEND);
         const std::string more(1000, 'y');
-        for (int round = 0; round < 5000 && !done; round++) {
+        for (int round = 0; round < 3000 && !done; round++) {
             EXPECT_EQ(::write(one, more.data(), more.size()), 1000);
             EXPECT_EQ(::write(other, more.data(), more.size()), 1000);
         }
         ::close(one);
         ::close(other);
     });
-    for (int round = 0; round < 100; round++) {
+    for (int round = 0; round < 30; round++) {
         EXPECT_THAT(MarkerSearch::holds({grown, marked}, marker), ElementsAre(false, true));
     }
     done = true;
@@ -236,7 +236,7 @@ TEST_F(MarkerSearchTest, aFileThatIsCutShortWhileItIsReadIsNoFault)
         }
         ::close(one);
     });
-    for (int round = 0; round < 200; round++) {
+    for (int round = 0; round < 60; round++) {
         EXPECT_THAT(MarkerSearch::holds({cut, marked}, marker), ElementsAre(false, true));
     }
     done = true;
