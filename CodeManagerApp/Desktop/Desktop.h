@@ -14,6 +14,9 @@ namespace CodeManagerApp::Desktop
 // not for the interface thread.
 std::optional<std::string> open(const std::filesystem::path& file);
 
+// Shows the item, a link itself, in the file manager. As above.
+std::optional<std::string> reveal(const std::filesystem::path& item);
+
 // Why no window can be shown, as one sentence; absent when there is a display. Before any window is made.
 std::optional<std::string> displayTrouble();
 

@@ -41,6 +41,12 @@ ManagerModel::ManagerModel(Identity identity, ManagerActions actions, QObject* p
     for (const auto changed : {&ManagerModel::busyChanged, &ManagerModel::crucibleBusyChanged}) {
         connect(this, changed, this, &ManagerModel::operationRunsChanged);
     }
+    for (const auto changed : {&ManagerModel::itemsChanged,
+                               &ManagerModel::checkedChanged,
+                               &ManagerModel::busyChanged,
+                               &ManagerModel::scanningChanged}) {
+        connect(this, changed, this, &ManagerModel::totalsChanged);
+    }
 }
 
 ManagerModel::~ManagerModel() { pool_.waitForDone(); }
@@ -90,13 +96,13 @@ void ManagerModel::setItems(std::vector<FoundItem> items)
     change(items_, std::move(items), &ManagerModel::itemsChanged);
 }
 
-const std::set<std::string>& ManagerModel::checked() const
+const std::unordered_set<std::string>& ManagerModel::checked() const
 {
     checkThread();
     return checked_;
 }
 
-void ManagerModel::setChecked(std::set<std::string> checked)
+void ManagerModel::setChecked(std::unordered_set<std::string> checked)
 {
     change(checked_, std::move(checked), &ManagerModel::checkedChanged);
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include <QObject>
@@ -14,6 +15,7 @@
 
 #include <qcorotask.h>
 
+#include "CodeManagerApp/Model/ComponentList.h"
 #include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/InBackground.h"
 #include "CodeManagerApp/Model/Pane.h"
@@ -57,6 +59,15 @@ class ManagerModel : public QObject
     Q_PROPERTY(QVariant serviceRuns READ serviceRuns NOTIFY statusChanged)
     Q_PROPERTY(QList<CodeManagerApp::ActionState> serviceActions READ serviceActions NOTIFY serviceActionsChanged)
     Q_PROPERTY(CodeManagerApp::ActionState openLogAction READ openLogAction CONSTANT)
+    Q_PROPERTY(CodeManagerApp::ComponentList* components READ components CONSTANT)
+    Q_PROPERTY(bool scanned READ scanned NOTIFY scannedChanged)
+    Q_PROPERTY(bool nothingFound READ nothingFound NOTIFY itemsChanged)
+    Q_PROPERTY(QString nothingInstalledText READ nothingInstalledText CONSTANT)
+    Q_PROPERTY(QString totalsText READ totalsText NOTIFY totalsChanged)
+    Q_PROPERTY(QString confirmationTitle READ confirmationTitle NOTIFY totalsChanged)
+    Q_PROPERTY(QString reasonAgainstSelecting READ reasonAgainstSelecting NOTIFY totalsChanged)
+    Q_PROPERTY(QString reasonAgainstClearing READ reasonAgainstClearing NOTIFY totalsChanged)
+    Q_PROPERTY(QString reasonAgainstMoving READ reasonAgainstMoving NOTIFY totalsChanged)
 
 public:
     // Fills every field with its initial value, finds the project folder and honours CM_PANE.
@@ -76,8 +87,8 @@ public:
     void setStatus(std::optional<ManagerCore::Status> status);
     [[nodiscard]] const std::vector<ManagerCore::FoundItem>& items() const;
     void setItems(std::vector<ManagerCore::FoundItem> items);
-    [[nodiscard]] const std::set<std::string>& checked() const;
-    void setChecked(std::set<std::string> checked);
+    [[nodiscard]] const std::unordered_set<std::string>& checked() const;
+    void setChecked(std::unordered_set<std::string> checked);
     [[nodiscard]] const std::set<ManagerCore::ArtifactCategory>& expanded() const;
     void setExpanded(std::set<ManagerCore::ArtifactCategory> expanded);
     [[nodiscard]] bool scanning() const;
@@ -109,6 +120,21 @@ public:
     // Opens the backend's log in its default application.
     QCoro::Task<> openLog();
 
+    // Finds everything that the product put on disk. Ticks stay with the items that are still there.
+    QCoro::Task<> scan();
+    void toggle(const std::string& path);
+    void setTicked(const std::vector<std::string>& paths, bool ticked);
+    void selectAll();
+    void clear();
+    void toggleExpanded(ManagerCore::ArtifactCategory category);
+    // The items that are ticked, in their order, and the space they take.
+    [[nodiscard]] std::vector<ManagerCore::FoundItem> chosen() const;
+    [[nodiscard]] std::int64_t chosenBytes() const;
+    // Moves them to the Trash, tells the outcome of each, and scans anew.
+    QCoro::Task<> moveChosenToTrash();
+    // Shows the item in the file manager.
+    QCoro::Task<> reveal(std::string path);
+
     // Whether the work under way has ended, or does so in this time; the only thing here that waits, for the end of the
     // program.
     [[nodiscard]] bool settles(std::chrono::milliseconds wait);
@@ -133,6 +159,20 @@ public:
     Q_INVOKABLE void requestService(int index);
     Q_INVOKABLE void requestOpenLog() { openLog(); }
     Q_INVOKABLE [[nodiscard]] QList<CodeManagerApp::GuideTopic> guideTopics() const;
+    [[nodiscard]] ComponentList* components() { return &components_; }
+    [[nodiscard]] bool scanned() const { return scanned_; } // once, at least
+    [[nodiscard]] bool nothingFound() const { return items().empty(); }
+    [[nodiscard]] QString nothingInstalledText() const;
+    [[nodiscard]] QString totalsText() const;
+    [[nodiscard]] QString confirmationTitle() const;
+    // Why an action cannot be taken now; empty where it can.
+    [[nodiscard]] QString reasonAgainstSelecting() const;
+    [[nodiscard]] QString reasonAgainstClearing() const;
+    [[nodiscard]] QString reasonAgainstMoving() const;
+    Q_INVOKABLE void requestScan() { scan(); }
+    Q_INVOKABLE void requestSelectAll() { selectAll(); }
+    Q_INVOKABLE void requestClear() { clear(); }
+    Q_INVOKABLE void requestMoveToTrash() { moveChosenToTrash(); }
 
 Q_SIGNALS:
     void sectionChanged();
@@ -153,9 +193,12 @@ Q_SIGNALS:
     void refreshingChanged();
     void operationRunsChanged();
     void serviceActionsChanged();
+    void scannedChanged();
+    void totalsChanged();
 
 private:
     void checkThread() const;
+    void keepTicksOfFoundItems();
     template <typename Value> void change(Value& field, Value value, void (ManagerModel::*changed)());
 
     // To be awaited: the result of `function` with copies of `arguments`, called on another thread.
@@ -170,7 +213,7 @@ private:
     Pane section_ = Pane::overview;
     std::optional<ManagerCore::Status> status_;
     std::vector<ManagerCore::FoundItem> items_;
-    std::set<std::string> checked_; // paths of items
+    std::unordered_set<std::string> checked_; // paths of items
     std::set<ManagerCore::ArtifactCategory> expanded_;
     bool scanning_ = false;
     bool busy_ = false;
@@ -184,6 +227,8 @@ private:
     bool installDesktopChecked_ = true;
 
     int refreshes_ = 0;
+    bool scanned_ = false;
+    ComponentList components_ {*this};
     QThreadPool pool_; // of its own: its threads wait for children, and must not keep others from working
 };
 

@@ -14,6 +14,9 @@ inline QString fromUtf8(std::string_view text)
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
+// The same on one line: what would break it, or could not be seen, is a replacement character.
+QString oneLine(std::string_view text);
+
 inline std::string toUtf8(const QString& text) { return text.toStdString(); }
 
 } // namespace CodeManagerApp

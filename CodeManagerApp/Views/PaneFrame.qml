@@ -2,34 +2,17 @@ import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as T
 
-// What every pane is made of: a head, and below it a column that scrolls when it is longer than the window.
-Item {
+// A pane whose content is a column that scrolls when it is longer than the window.
+PaneBase {
     id: root
 
-    required property string title
-    property bool busy: false
-    property bool refreshable: false
     property bool fills: false // takes all the height there is; otherwise what it needs
     default property alias content: column.data
-
-    signal refresh
-
-    PaneHeader {
-        id: header
-
-        width: parent.width
-        title: root.title
-        busy: root.busy
-        refreshable: root.refreshable
-        onRefresh: root.refresh()
-    }
 
     Flickable {
         id: scroll
 
-        anchors.top: header.bottom
-        anchors.bottom: parent.bottom
-        width: parent.width
+        anchors.fill: parent
         clip: true
         contentWidth: width
         contentHeight: Math.max(height, column.implicitHeight + 2 * column.y)

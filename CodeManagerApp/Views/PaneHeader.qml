@@ -8,7 +8,7 @@ Rectangle {
     required property string title
     property bool busy: false
     property bool refreshable: false
-    default property alias extras: extraRow.data
+    property alias extras: extraRow.data
 
     signal refresh
 

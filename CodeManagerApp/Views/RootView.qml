@@ -60,7 +60,7 @@ FocusScope {
     Shortcut {
         sequences: ["Ctrl+R", "F5"]
         onActivated: {
-            const shown = pane.item as PaneFrame;
+            const shown = pane.item as PaneBase;
             if (shown?.refreshable)
                 shown.refresh();
         }

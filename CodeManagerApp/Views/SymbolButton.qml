@@ -7,6 +7,7 @@ Item {
 
     required property string symbol
     required property string help
+    property alias focusPolicy: button.focusPolicy
 
     signal activated
 

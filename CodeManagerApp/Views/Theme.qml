@@ -27,6 +27,7 @@ QtObject {
         readonly property color sidebar: "#F3F4F6"
         readonly property color sidebarEdge: "#E3E5EA"
         readonly property color sidebarHover: "#E7E9EE"
+        readonly property color sectionHead: "#F7F8FA"
         readonly property color cardBorder: "#E6E8ED"
         readonly property color separator: "#F0F1F4"
         readonly property color controlBorder: "#D5D9E0"

@@ -42,6 +42,47 @@ std::string sentence(GError* error)
     return text;
 }
 
+OwnedText addressOf(const std::filesystem::path& file)
+{
+    return OwnedText(g_filename_to_uri(file.c_str(), nullptr, nullptr));
+}
+
+std::optional<std::string> openAddress(const char* address)
+{
+    GError* error = nullptr;
+    if (address != nullptr && g_app_info_launch_default_for_uri(address, nullptr, &error) != FALSE) {
+        return std::nullopt;
+    }
+    return sentence(error);
+}
+
+// Asks the file manager over the session's bus; false where none understands.
+bool selectInFileManager(const char* address)
+{
+    constexpr int patience = 5000; // milliseconds
+    const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+    if (!bus || address == nullptr) {
+        return false;
+    }
+    const std::array<const char*, 2> addresses {address, nullptr};
+    GVariant* const answer = g_dbus_connection_call_sync(bus.get(),
+                                                         "org.freedesktop.FileManager1",
+                                                         "/org/freedesktop/FileManager1",
+                                                         "org.freedesktop.FileManager1",
+                                                         "ShowItems",
+                                                         g_variant_new("(^ass)", addresses.data(), ""),
+                                                         nullptr,
+                                                         G_DBUS_CALL_FLAGS_NONE,
+                                                         patience,
+                                                         nullptr,
+                                                         nullptr);
+    if (answer == nullptr) {
+        return false;
+    }
+    g_variant_unref(answer);
+    return true;
+}
+
 std::optional<bool> animationsOfTheDesktop()
 {
     GSettingsSchemaSource* const source = g_settings_schema_source_get_default();
@@ -66,12 +107,18 @@ std::optional<std::string> open(const std::filesystem::path& file)
     if (!ManagerCore::FilePath::exists(file)) {
         return ManagerCore::Platform::ErrorText::missing(file);
     }
-    GError* error = nullptr;
-    const OwnedText address(g_filename_to_uri(file.c_str(), nullptr, &error));
-    if (address && g_app_info_launch_default_for_uri(address.get(), nullptr, &error) != FALSE) {
+    return openAddress(addressOf(file).get());
+}
+
+std::optional<std::string> reveal(const std::filesystem::path& item)
+{
+    if (!ManagerCore::FilePath::exists(item) && !ManagerCore::FilePath::isLink(item)) {
+        return ManagerCore::Platform::ErrorText::missing(item);
+    }
+    if (selectInFileManager(addressOf(item).get())) {
         return std::nullopt;
     }
-    return sentence(error);
+    return openAddress(addressOf(ManagerCore::FilePath::parent(item)).get());
 }
 
 bool hasGraphicsProcessor()

@@ -46,6 +46,15 @@ std::optional<std::string> open(const std::filesystem::path& file)
     return "No application opened it.";
 }
 
+std::optional<std::string> reveal(const std::filesystem::path& item)
+{
+    if (!ManagerCore::FilePath::exists(item) && !ManagerCore::FilePath::isLink(item)) {
+        return ManagerCore::Platform::ErrorText::missing(item);
+    }
+    [[NSWorkspace sharedWorkspace] activateFileViewerSelectingURLs:@[ addressOf(item) ]];
+    return std::nullopt;
+}
+
 std::optional<std::string> displayTrouble() { return std::nullopt; }
 
 bool hasGraphicsProcessor() { return true; }

@@ -89,6 +89,7 @@ extern const NSFontWeight NSFontWeightRegular;
 @interface NSWorkspace : NSObject
 @property (class, readonly, strong) NSWorkspace* sharedWorkspace;
 - (BOOL)openURL:(NSURL*)url;
+- (void)activateFileViewerSelectingURLs:(NSArray<NSURL*>*)fileURLs;
 @property (readonly) BOOL accessibilityDisplayShouldReduceMotion;
 @end
 

@@ -1,0 +1,159 @@
+#include <utility>
+
+#include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Model/ComponentsPane.h"
+#include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/QtText.h"
+#include "ManagerCore/Foundation/Remover.h"
+
+namespace CodeManagerApp
+{
+
+using namespace ManagerCore;
+
+namespace
+{
+
+struct Moved {
+    std::vector<Remover::Result> results;
+    QString outcome; // put into words where nobody waits for it
+};
+
+// Any thread.
+Moved moveToTrash(const std::vector<std::filesystem::path>& paths)
+{
+    auto results = Remover::trash(paths);
+    QString outcome = ComponentsPane::outcome(results);
+    return {.results = std::move(results), .outcome = std::move(outcome)};
+}
+
+} // namespace
+
+void ManagerModel::toggle(const std::string& path)
+{
+    checkThread();
+    if (checked_.erase(path) == 0) {
+        checked_.insert(path);
+    }
+    Q_EMIT checkedChanged();
+}
+
+void ManagerModel::setTicked(const std::vector<std::string>& paths, bool ticked)
+{
+    checkThread();
+    for (const std::string& path : paths) {
+        if (ticked) {
+            checked_.insert(path);
+        } else {
+            checked_.erase(path);
+        }
+    }
+    Q_EMIT checkedChanged();
+}
+
+void ManagerModel::selectAll()
+{
+    std::unordered_set<std::string> all;
+    for (const FoundItem& item : items()) {
+        all.insert(item.path());
+    }
+    setChecked(std::move(all));
+}
+
+void ManagerModel::clear() { setChecked({}); }
+
+void ManagerModel::toggleExpanded(ArtifactCategory category)
+{
+    auto expanded = expanded_;
+    if (expanded.erase(category) == 0) {
+        expanded.insert(category);
+    }
+    setExpanded(std::move(expanded));
+}
+
+std::vector<FoundItem> ManagerModel::chosen() const
+{
+    std::vector<FoundItem> chosen;
+    for (const FoundItem& item : items()) {
+        if (checked_.contains(item.url.native())) {
+            chosen.push_back(item);
+        }
+    }
+    return chosen;
+}
+
+std::int64_t ManagerModel::chosenBytes() const
+{
+    std::int64_t bytes = 0;
+    for (const FoundItem& item : items()) {
+        bytes += checked_.contains(item.url.native()) ? item.sizeBytes : 0;
+    }
+    return bytes;
+}
+
+QCoro::Task<> ManagerModel::moveChosenToTrash()
+{
+    std::vector<std::filesystem::path> paths;
+    for (FoundItem& item : chosen()) {
+        paths.push_back(std::move(item.url));
+    }
+    if (paths.empty()) {
+        co_return;
+    }
+    setBusy(true);
+    const Moved moved = co_await inBackground(&moveToTrash, std::move(paths));
+    setConsole(moved.outcome);
+    setBusy(false);
+    scan();
+}
+
+void ManagerModel::keepTicksOfFoundItems()
+{
+    if (checked_.empty()) {
+        return;
+    }
+    std::unordered_set<std::string> kept;
+    for (const FoundItem& item : chosen()) {
+        kept.insert(item.path());
+    }
+    setChecked(std::move(kept));
+}
+
+QCoro::Task<> ManagerModel::reveal(std::string path)
+{
+    checkThread();
+    const std::optional<std::string> failure
+        = co_await inBackground(&Desktop::reveal, std::filesystem::path(std::move(path)));
+    if (failure) {
+        setConsole(fromUtf8("The item could not be shown: " + *failure));
+    }
+}
+
+QString ManagerModel::nothingInstalledText() const { return ComponentsPane::nothingInstalled(identity_.name); }
+
+QString ManagerModel::totalsText() const { return ComponentsPane::totals(checked().size(), chosenBytes()); }
+
+QString ManagerModel::confirmationTitle() const { return ComponentsPane::confirmationTitle(checked().size()); }
+
+QString ManagerModel::reasonAgainstSelecting() const
+{
+    return items().empty() ? QStringLiteral("There is nothing to select.") : QString();
+}
+
+QString ManagerModel::reasonAgainstClearing() const
+{
+    return checked().empty() ? QStringLiteral("Nothing is selected.") : QString();
+}
+
+QString ManagerModel::reasonAgainstMoving() const
+{
+    if (busy()) {
+        return QStringLiteral("Another operation is running.");
+    }
+    if (scanning()) {
+        return QStringLiteral("The disk is still being read.");
+    }
+    return reasonAgainstClearing();
+}
+
+} // namespace CodeManagerApp
