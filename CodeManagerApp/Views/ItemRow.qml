@@ -36,6 +36,10 @@ Item {
     Accessible.onPressAction: root.isSection ? root.expansionToggled() : root.toggled()
     Accessible.onToggleAction: root.isSection ? root.expansionToggled() : root.toggled()
 
+    // A row that waits to be used again is still there for assistive tools unless it hides.
+    ListView.onPooled: root.visible = false
+    ListView.onReused: root.visible = true
+
     // The part of the category's card that lies in this row.
     Item {
         x: Theme.spacing.huge
@@ -61,8 +65,9 @@ Item {
             color: Theme.color.separator
         }
 
-        TapHandler {
-            onTapped: {
+        MouseArea {
+            anchors.fill: parent
+            onClicked: {
                 root.chosen();
                 if (root.isSection)
                     root.expansionToggled();
@@ -81,7 +86,7 @@ Item {
 
             TickBox {
                 name: root.isSection ? "Select all of " + root.title : "Select " + root.title
-                state3: root.checkState
+                ticked: root.checkState
                 onToggleRequested: root.toggled()
             }
 
@@ -143,7 +148,8 @@ Item {
             }
 
             SymbolButton {
-                visible: !root.isSection && (hover.hovered || root.current)
+                visible: !root.isSection
+                opacity: hover.hovered || root.current ? 1 : 0
                 focusPolicy: Qt.NoFocus
                 symbol: "doc.on.doc"
                 help: "Copy the path"
@@ -151,7 +157,8 @@ Item {
             }
 
             SymbolButton {
-                visible: !root.isSection && (hover.hovered || root.current)
+                visible: !root.isSection
+                opacity: hover.hovered || root.current ? 1 : 0
                 focusPolicy: Qt.NoFocus
                 symbol: "arrow.up.forward.square"
                 help: "Show in the file manager"

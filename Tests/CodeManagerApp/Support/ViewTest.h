@@ -30,8 +30,8 @@ protected:
 
     void press(const QString& name, QAccessible::Role role = QAccessible::Button);
     void click(const QString& name, QAccessible::Role role = QAccessible::Button);
-    // Lets the window do what is due.
-    static void settle();
+    // Lets the window do what is due, up to a frame.
+    void settle();
 
 private:
     std::unique_ptr<CodeManagerApp::ManagerModel> model_;
