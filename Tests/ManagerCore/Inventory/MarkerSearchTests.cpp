@@ -1,6 +1,7 @@
 #include "ManagerCore/Inventory/MarkerSearch.h"
 
 #include <atomic>
+#include <chrono>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -102,6 +103,17 @@ TEST_F(MarkerSearchTest, holesArePassedOverAndMissNothing)
     EXPECT_THAT(MarkerSearch::holds({file}, marker), ElementsAre(true));
 }
 
+TEST_F(MarkerSearchTest, twoHalvesOnBothSidesOfAHoleAreNoMarker)
+{
+    const fs::path file = scratch() / "sparse";
+    write(file, withMarkerAt(piece - 10, piece, marker.substr(0, 10)));
+    const int opened = ::open(file.c_str(), O_WRONLY);
+    const std::string rest = marker.substr(10);
+    ASSERT_EQ(::pwrite(opened, rest.data(), rest.size(), 4 * piece), static_cast<ssize_t>(rest.size()));
+    ::close(opened);
+    EXPECT_THAT(MarkerSearch::holds({file}, marker), ElementsAre(false));
+}
+
 TEST_F(MarkerSearchTest, zerosOfAHoleCanBelongToTheMarker)
 {
     const fs::path file = scratch() / "sparse";
@@ -169,11 +181,12 @@ TEST_F(MarkerSearchTest, aWriterThatWaitsAtAPipeGoesOnWaiting)
         opened = true;
         ::close(end);
     });
-    for (int round = 0; round < 100; round++) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // it waits by now
+    for (int round = 0; round < 10; round++) {
         EXPECT_THAT(MarkerSearch::holds({fifo}, marker), ElementsAre(false));
     }
     EXPECT_FALSE(opened);
-    const int end = ::open(fifo.c_str(), O_RDONLY); // lets the writer go
+    const int end = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK); // lets the writer go
     writer.join();
     ::close(end);
 }

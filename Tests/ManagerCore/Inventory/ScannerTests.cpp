@@ -492,6 +492,17 @@ TEST_F(ScannerTest, sweepFoldersAreSearchedBesideThePath)
     EXPECT_THAT(scan(identity), IsEmpty());
 }
 
+TEST_F(ScannerTest, anEmptySweepFolderIsNotTheRoot)
+{
+    Identity identity = sweptProduct();
+    writeMarked(scratch() / "bin/zyn");
+    identity.sweepNames = {(scratch() / "bin/zyn").string().substr(1)};
+    identity.sweepDirs = {""};
+    EXPECT_THAT(scan(identity, ":"), IsEmpty());
+    identity.sweepDirs = {"/"};
+    EXPECT_THAT(scan(identity), ElementsAre(Named {"Executables", "$/bin/zyn"}));
+}
+
 TEST_F(ScannerTest, aTildeInThePathVariableIsNoHome)
 {
     writeMarked(home() / "bin/zyn");
