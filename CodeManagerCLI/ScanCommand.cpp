@@ -80,7 +80,7 @@ std::size_t sizeWidth(const std::vector<Group>& groups)
 
 void print(Output& output, const std::vector<FoundItem>& items)
 {
-    std::vector<Group> groups = groupsOf(items);
+    const std::vector<Group> groups = groupsOf(items);
     const Group total = totalOf(items);
     const std::size_t width = std::max(sizeWidth(groups), total.size().size());
     const auto aligned = [width](const std::string& size) { return std::string(width - size.size(), ' ') + size; };

@@ -5,7 +5,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <numeric>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -53,7 +52,7 @@ int commonness(char byte)
 std::pair<std::size_t, std::size_t> rarestIn(const std::string& text)
 {
     std::vector<std::size_t> places(text.size());
-    std::iota(places.begin(), places.end(), std::size_t {0});
+    std::ranges::generate(places, [next = std::size_t {0}]() mutable { return next++; });
     std::ranges::stable_sort(places, {}, [&text](std::size_t place) { return commonness(text[place]); });
     const auto other
         = std::ranges::find_if(places, [&](std::size_t place) { return text[place] != text[places.front()]; });
@@ -70,13 +69,13 @@ struct Pair {
 
 // The first block at or behind `place` in which the pair stands where it would for at least one place; the last whole
 // block's end when there is none.
-std::size_t nextSuspect(const char* bytes, std::size_t place, std::size_t places, const Pair& pair)
+std::size_t nextSuspect(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair)
 {
     const Lanes first = allOf(pair.first);
     const Lanes second = allOf(pair.second);
     for (; place + blockSize <= places; place += blockSize) {
-        const char* const firsts = bytes + place + pair.firstAt;
-        const char* const seconds = bytes + place + pair.secondAt;
+        const char* const firsts = bytes.data() + place + pair.firstAt;
+        const char* const seconds = bytes.data() + place + pair.secondAt;
         Matches matches {};
         for (std::size_t at = 0; at < blockSize; at += sizeof(Lanes)) {
             matches |= (lanesAt(firsts + at) == first) & (lanesAt(seconds + at) == second);
@@ -104,12 +103,12 @@ bool TextFinder::occursIn(std::string_view bytes) const
     const std::size_t places = bytes.size() - text_.size() + 1; // where it could begin
     const Pair pair {.first = text_[first_], .second = text_[second_], .firstAt = first_, .secondAt = second_};
     unsigned patience = patienceAtFirst;
-    std::size_t place = nextSuspect(bytes.data(), 0, places, pair);
+    std::size_t place = nextSuspect(bytes, 0, places, pair);
     while (place + blockSize <= places && patience > 0) {
         if (beginsIn(bytes.data() + place, patience)) {
             return true;
         }
-        place = nextSuspect(bytes.data(), place + blockSize, places, pair);
+        place = nextSuspect(bytes, place + blockSize, places, pair);
     }
     // The end, or the rest of bytes that are made of near misses.
     return ::memmem(bytes.data() + place, bytes.size() - place, text_.data(), text_.size()) != nullptr;

@@ -12,12 +12,10 @@
 
 namespace Scanner = ManagerCore::Scanner;
 namespace fs = std::filesystem;
-using ManagerCore::ArtifactCategory;
 using ManagerCore::FoundItem;
 using ManagerCore::Identity;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 using TestSupport::EnvironmentVariable;
 using TestSupport::makeLink;
 using TestSupport::write;
@@ -33,7 +31,10 @@ struct Named {
     std::string path;
 
     bool operator==(const Named&) const = default;
-    friend void PrintTo(const Named& item, std::ostream* out) { *out << item.category << ": " << item.path; }
+    friend std::ostream& operator<<(std::ostream& out, const Named& item)
+    {
+        return out << item.category << ": " << item.path;
+    }
 };
 
 class ScannerTest : public TestSupport::SandboxTest
@@ -312,7 +313,7 @@ TEST_F(ScannerTest, withoutABundlePrefixOnlyTheNameCounts)
 
 TEST_F(ScannerTest, aProductWhoseNameBeginsAnothersLeavesThatOneAlone)
 {
-    Identity shorter = product();
+    const Identity shorter = product();
     Identity longer = product();
     longer.name = "zyn-studio";
     longer.bundlePrefix = "com.zyn-studio.";
