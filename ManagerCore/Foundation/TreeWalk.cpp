@@ -56,18 +56,23 @@ private:
     int value_;
 };
 
-// A folder that other work of the program leaves no descriptor for is worth waiting for, or its contents would
-// silently be missing.
-int openPatiently(int root, const char* path)
+// Calls `open` until it succeeds. A folder that other work of the program leaves no descriptor for is worth waiting
+// for, or its contents would silently be missing.
+template <class Open> int openPatiently(Open open)
 {
     constexpr int attempts = 1000;
     for (int attempt = 0;; attempt++) {
-        const int opened = Platform::openFolderAt(root, path);
+        const int opened = open();
         if (opened >= 0 || (errno != EMFILE && errno != ENFILE) || attempt == attempts) {
             return opened;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+int openBelow(int root, const std::string& path)
+{
+    return openPatiently([&] { return Platform::openFolderAt(root, path.c_str()); });
 }
 
 // Opens a path of any length, in pieces that the system takes.
@@ -80,14 +85,14 @@ Descriptor openFolder(int root, std::string path)
         if (cut == std::string::npos) {
             return Descriptor(-1);
         }
-        folder = Descriptor(openPatiently(from, path.substr(0, cut).c_str()));
+        folder = Descriptor(openBelow(from, path.substr(0, cut)));
         if (folder.value() < 0) {
             return folder;
         }
         from = folder.value();
         path.erase(0, cut + 1);
     }
-    return Descriptor(openPatiently(from, path.c_str()));
+    return Descriptor(openBelow(from, path));
 }
 
 Kind kindAt(int folder, const char* name)
@@ -267,7 +272,7 @@ private:
 
 bool walk(const std::filesystem::path& root, const Visit& visit)
 {
-    const Descriptor opened(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor opened(openPatiently([&] { return ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (opened.value() < 0) {
         return false;
     }

@@ -1,6 +1,7 @@
 #include "ManagerCore/Inventory/Scanner.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -711,6 +712,26 @@ TEST_F(ScannerTest, itemsStandByCategoryThenFromTheLargestThenByPath)
     expected.push_back({"Logs", "~/Library/Logs/zyn"});
     expected.push_back({"AI Model", "~/model"});
     EXPECT_EQ(scan(identity), expected);
+}
+
+TEST_F(ScannerTest, aFewDescriptorsAreEnough)
+{
+    Identity identity = sweptProduct();
+    identity.sweepDirs = {"~/bin"};
+    writeMarked(home() / "bin/zyn");
+    for (int folder = 0; folder < 400; folder++) {
+        const std::string name = "zyn." + std::to_string(folder % 20);
+        writeBlocks(library("Caches") / name / std::to_string(folder) / "deep/file", 1);
+    }
+    const std::vector<FoundItem> expected = items(identity);
+    ASSERT_EQ(expected.size(), 21U);
+    rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit few {.rlim_cur = 24, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const std::vector<FoundItem> found = items(identity);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(found, expected);
 }
 
 TEST_F(ScannerTest, aScanChangesNothingAndSaysTheSameEachTime)
