@@ -9,7 +9,7 @@ Item {
     implicitWidth: Theme.size.symbol
     implicitHeight: Theme.size.symbol
     visible: root.running
-    Accessible.role: Accessible.Indicator
+    Accessible.role: Accessible.Animation
     Accessible.name: "Working"
 
     Symbol {
