@@ -27,11 +27,14 @@ FocusScope {
         Component.onCompleted: root.load()
     }
 
-    // A view is made with its model, which it requires.
+    // A view is made with its model, which it requires. The keyboard does not go with the view that it was on.
     function load() {
+        const left = pane.activeFocus;
         pane.setSource(root.model.panes[root.model.section].title + "View.qml", {
             "model": root.model
         });
+        if (left)
+            sidebar.choose(root.model.section);
     }
 
     Connections {
