@@ -3,6 +3,7 @@
 #include <QQmlComponent>
 #include <QtQml/QQmlExtensionPlugin>
 
+#include "CodeManagerApp/Window/ButtonAccess.h"
 #include "CodeManagerApp/Window/SymbolProvider.h"
 #include "CodeManagerApp/Window/WindowStyle.h"
 
@@ -15,6 +16,7 @@ ManagerWindow::ManagerWindow(ManagerModel& model)
 {
     static const bool registered = [] {
         qml_register_types_CodeManager();
+        QAccessible::installFactory(&buttonAccess);
         return true;
     }();
     Q_UNUSED(registered)

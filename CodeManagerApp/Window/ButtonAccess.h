@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QAccessible>
+
+namespace CodeManagerApp
+{
+
+// Makes what assistive tools are told of the window's buttons and check boxes; to be given to QAccessible. Qt Quick 6.4
+// tells of none of them that it is disabled. Name, description, role and actions are those set on the control.
+QAccessibleInterface* buttonAccess(const QString& className, QObject* object);
+
+} // namespace CodeManagerApp
