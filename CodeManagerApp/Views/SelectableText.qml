@@ -8,6 +8,7 @@ TextEdit {
 
     readOnly: true
     selectByMouse: true
+    selectByKeyboard: true
     persistentSelection: false
     color: Theme.color.ink
     font: Theme.font.body
