@@ -1,0 +1,81 @@
+#include "ManagerCore/Crucible/CrucibleHealth.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <iterator>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/TreeWalk.h"
+
+namespace ManagerCore::CrucibleHealth
+{
+
+namespace
+{
+
+// Following the link itself comes to the same and takes no path; only where the system refuses that, because of the
+// link and not of its target, the target is asked.
+bool resolves(int folder, const char* name, const std::filesystem::path& target)
+{
+    struct stat facts {};
+    if (::fstatat(folder, name, &facts, 0) == 0) {
+        return true;
+    }
+    return (errno == EACCES || errno == ELOOP) && FilePath::exists(target);
+}
+
+void look(const std::filesystem::path& root,
+          const TreeWalk::Folder& folder,
+          const TreeWalk::Entry& entry,
+          std::vector<Finding>& findings)
+{
+    std::array<char, PATH_MAX> buffer {};
+    const ssize_t length = ::readlinkat(folder.descriptor, entry.terminatedName(), buffer.data(), buffer.size());
+    if (length <= 0) {
+        return;
+    }
+    const std::string_view destination(buffer.data(), static_cast<std::size_t>(length));
+    Finding finding {.link = FilePath::appending(root, TreeWalk::pathOf(folder, entry))};
+    finding.target = destination.front() == '/' ? FilePath::fromText(destination)
+                                                : FilePath::appending(FilePath::parent(finding.link), destination);
+    finding.resolves = resolves(folder.descriptor, entry.terminatedName(), finding.target);
+    findings.push_back(std::move(finding));
+}
+
+} // namespace
+
+std::vector<Finding> scan(const std::filesystem::path& root)
+{
+    std::array<std::vector<Finding>, TreeWalk::lanes> found;
+    TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
+        for (const TreeWalk::Entry& entry : folder.entries) {
+            if (entry.kind == TreeWalk::Kind::link) {
+                look(root, folder, entry, found.at(lane));
+            }
+        }
+    });
+    std::vector<Finding> findings;
+    for (std::vector<Finding>& some : found) {
+        std::ranges::move(some, std::back_inserter(findings));
+    }
+    std::ranges::sort(findings, {}, [](const Finding& finding) -> const std::string& { return finding.link.native(); });
+    return findings;
+}
+
+std::vector<Finding> scanAll(const std::vector<std::filesystem::path>& roots)
+{
+    std::vector<Finding> findings;
+    for (const std::filesystem::path& root : roots) {
+        std::ranges::move(scan(root), std::back_inserter(findings));
+    }
+    return findings;
+}
+
+} // namespace ManagerCore::CrucibleHealth
