@@ -51,6 +51,7 @@ public:
         return *this;
     }
     [[nodiscard]] int value() const { return value_; }
+    int release() { return std::exchange(value_, -1); }
 
 private:
     int value_;
@@ -83,6 +84,7 @@ Descriptor openFolder(int root, std::string path)
     while (path.size() >= PATH_MAX) {
         const std::size_t cut = path.rfind('/', PATH_MAX - 1);
         if (cut == std::string::npos) {
+            errno = ENAMETOOLONG;
             return Descriptor(-1);
         }
         folder = Descriptor(openBelow(from, path.substr(0, cut)));
@@ -279,6 +281,8 @@ bool walk(const std::filesystem::path& root, const Visit& visit)
     Walker(opened.value(), visit).run();
     return true;
 }
+
+int openBelow(int root, const std::string& path) { return openFolder(root, path.empty() ? "." : path).release(); }
 
 std::string pathOf(const Folder& folder, const Entry& entry)
 {

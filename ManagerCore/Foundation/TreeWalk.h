@@ -42,6 +42,10 @@ inline constexpr unsigned lanes = 8;
 using Visit = std::function<void(const Folder& folder, unsigned lane)>;
 bool walk(const std::filesystem::path& root, const Visit& visit);
 
+// Opens the folder at `path`, relative to the open folder `root` and of any length, without following a link on the
+// way; the root itself for the empty path. -1 with errno when it cannot be opened. The caller closes it.
+int openBelow(int root, const std::string& path);
+
 // The entry's path relative to the root.
 std::string pathOf(const Folder& folder, const Entry& entry);
 

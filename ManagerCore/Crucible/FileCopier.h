@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace ManagerCore
+{
+
+// Copies the bytes of one open file after the other, each thread with a copier of its own.
+class FileCopier
+{
+public:
+    enum class Trouble : std::uint8_t { none, reading, writing, changed, stopped };
+    struct Outcome {
+        Trouble trouble = Trouble::none;
+        int error = 0; // errno of reading and writing
+    };
+    // Is told of every piece of data that was copied; false stops the copy.
+    using OnBytes = std::function<bool(std::int64_t count)>;
+
+    FileCopier();
+
+    // Fills the new, empty file `destination`: first its length, then every stretch that is data in the source. Holes
+    // of the source stay holes, data never becomes one. `facts` are the source's.
+    Outcome copy(int source, int destination, const struct stat& facts, const OnBytes& onBytes);
+
+private:
+    struct Stretch {
+        off_t begin = 0;
+        off_t end = 0;
+    };
+    static std::optional<Stretch> nextData(int source, off_t offset, off_t length);
+    Outcome copyStretch(int source, int destination, Stretch stretch, const OnBytes& onBytes);
+    Outcome copyPiece(int source, int destination, off_t offset, std::size_t size);
+
+    std::unique_ptr<char[]> buffer_; // NOLINT(modernize-avoid-c-arrays): its size is known only to the allocation
+};
+
+} // namespace ManagerCore
