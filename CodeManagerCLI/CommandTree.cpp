@@ -1,6 +1,8 @@
 #include "CodeManagerCLI/CommandTree.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <optional>
 #include <utility>
 
 #include "CodeManagerCLI/Arguments.h"
@@ -31,12 +33,29 @@ std::string unexpected(const CLI::App& command, const std::string& word)
     return quoted(word) + " is not a command of " + quoted(fullName(command)) + ".";
 }
 
+// The first word that no argument of the command has room for.
+std::optional<std::string> wordTooMany(const CLI::App& command)
+{
+    for (const CLI::Option* option : command.get_options()) {
+        const auto room = static_cast<std::size_t>(option->get_items_expected_max());
+        if (option->get_positional() && option->count() > room) {
+            return option->results()[room];
+        }
+    }
+    return std::nullopt;
+}
+
 std::string missingArgument(const CLI::App& command)
 {
     const auto options
         = command.get_options([](const CLI::Option* option) { return option->get_required() && option->count() == 0; });
-    return options.empty() ? std::string()
-                           : quoted(fullName(command)) + " needs a " + options.front()->get_name() + ".";
+    if (options.empty()) {
+        return {};
+    }
+    const CLI::Option& missing = *options.front();
+    return quoted(fullName(command)) + " needs "
+        + (missing.get_positional() ? "a " + missing.get_name() : missing.get_name() + " " + missing.get_type_name())
+        + ".";
 }
 
 } // namespace
@@ -81,8 +100,19 @@ void CommandTree::setAction(const CLI::App& command, Action action)
 
 std::shared_ptr<std::vector<std::string>> CommandTree::paths(CLI::App& command, const std::string& summary)
 {
+    return take(command, {.name = ValueType::path, .summary = summary, .required = true, .several = true});
+}
+
+std::shared_ptr<std::vector<std::string>> CommandTree::take(CLI::App& command, const Taken& taken)
+{
     auto words = std::make_shared<std::vector<std::string>>();
-    command.add_option(ValueType::path, *words, summary)->type_name(ValueType::path)->required();
+    CLI::Option* option = command.add_option(taken.name, *words, taken.summary);
+    option->type_name(taken.type)->required(taken.required);
+    if (option->nonpositional()) {
+        option->allow_extra_args(false); // one value each time it is given
+    } else if (!taken.several) {
+        option->expected(1);
+    }
     arguments_.push_back(words);
     return words;
 }
@@ -127,6 +157,9 @@ std::string CommandTree::whatIsWrong(const CLI::ParseError& error) const
     }
     if (const auto below = command.get_subcommands({}); !below.empty()) {
         return quoted(fullName(command)) + " needs a command: " + namesOf(below) + ".";
+    }
+    if (const auto word = wordTooMany(command)) {
+        return unexpected(command, Arguments::plain(*word));
     }
     const std::string missing = missingArgument(command);
     return missing.empty() ? std::string(error.what()) + "." : missing;

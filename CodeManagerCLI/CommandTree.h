@@ -25,6 +25,8 @@ namespace ValueType
 
 inline constexpr const char* path = "PATH"; // anything on disk
 inline constexpr const char* file = "FILE";
+inline constexpr const char* folder = "DIR";
+inline constexpr const char* root = "ROOT"; // a folder that holds a store of weights
 
 } // namespace ValueType
 
@@ -44,6 +46,17 @@ public:
 
     // The paths that a command takes. They are known when its action is called.
     std::shared_ptr<std::vector<std::string>> paths(CLI::App& command, const std::string& summary);
+
+    // Arguments of another name, or an option such as "--to" that takes a value and may be given several times; `type`
+    // is a value type, or what to call a value that is nothing on disk.
+    struct Taken {
+        std::string name;
+        const char* type = ValueType::path;
+        std::string summary;
+        bool required = false;
+        bool several = false;
+    };
+    std::shared_ptr<std::vector<std::string>> take(CLI::App& command, const Taken& taken);
 
     // Reads the program's arguments. Throws UsageError, or CLI::CallForHelp and CLI::CallForVersion.
     void parse(const std::vector<std::string>& arguments);

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "CodeManagerCLI/CompletionCommand.h"
+#include "CodeManagerCLI/CrucibleCommand.h"
 #include "CodeManagerCLI/IdentityCommand.h"
 #include "CodeManagerCLI/ModelCommand.h"
 #include "CodeManagerCLI/ScanCommand.h"
@@ -23,6 +24,7 @@ void addCommands(CommandTree& tree)
         &ScanCommand::declare,
         &ServiceCommand::declare,
         &ModelCommand::declare,
+        &CrucibleCommand::declare,
         &SizeCommand::declare,
         &TrashCommand::declare,
         &CompletionCommand::declare,

@@ -1,6 +1,7 @@
 #include "CodeManagerCLI/CompletionScripts.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -44,8 +45,8 @@ std::string nodeOf(const CLI::App& command)
 
 bool isPath(const CLI::Option& option)
 {
-    const std::string type = option.get_type_name();
-    return type == ValueType::path || type == ValueType::file;
+    constexpr std::array types {ValueType::path, ValueType::file, ValueType::folder, ValueType::root};
+    return std::ranges::find(types, option.get_type_name()) != types.end();
 }
 
 bool takesPaths(const CLI::App& command)

@@ -32,18 +32,6 @@ std::string section(const std::string& title, const std::vector<Entry>& entries)
     return text;
 }
 
-std::string usage(const CLI::App& command)
-{
-    std::string text = "Usage: " + fullName(command) + " [OPTION...]";
-    if (!command.get_subcommands({}).empty()) {
-        text += " COMMAND";
-    }
-    for (const CLI::Option* argument : argumentsOf(command)) {
-        text += " " + argument->get_name() + "...";
-    }
-    return text + "\n";
-}
-
 std::string joinedNames(const CLI::Option& option)
 {
     std::string names;
@@ -51,6 +39,24 @@ std::string joinedNames(const CLI::Option& option)
         names += (names.empty() ? "" : ", ") + name;
     }
     return takesValue(option) ? names + " " + option.get_type_name() : names;
+}
+
+std::string usage(const CLI::App& command)
+{
+    std::string text = "Usage: " + fullName(command) + " [OPTION...]";
+    if (!command.get_subcommands({}).empty()) {
+        text += " COMMAND";
+    }
+    for (const CLI::Option* option : command.get_options()) {
+        if (option->nonpositional() && option->get_required()) {
+            text += " " + joinedNames(*option);
+        }
+    }
+    for (const CLI::Option* argument : argumentsOf(command)) {
+        const std::string words = argument->get_name() + (argument->get_items_expected_max() > 1 ? "..." : "");
+        text += argument->get_required() ? " " + words : " [" + words + "]";
+    }
+    return text + "\n";
 }
 
 std::vector<Entry> entriesOf(const std::vector<const CLI::App*>& commands)

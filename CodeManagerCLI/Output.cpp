@@ -116,10 +116,11 @@ std::string visible(std::string_view text) { return shown(text, false); }
 
 std::string visibleLines(std::string_view text) { return shown(text, true); }
 
-Output::Output(std::ostream& out, std::ostream& err, bool colours)
+Output::Output(std::ostream& out, std::ostream& err, bool colours, bool bars)
     : out_(out)
     , err_(err)
     , colours_(colours)
+    , bars_(bars)
 {
 }
 
@@ -149,6 +150,8 @@ void Output::table(const std::vector<Row>& rows)
     }
 }
 
+void Output::document(std::string_view text) { out_ << text; }
+
 void Output::json(const Json& document)
 {
     out_ << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
@@ -159,6 +162,13 @@ void Output::errorLine(std::string_view text) { beforeError() << visible(text) <
 void Output::errorLines(std::string_view text)
 {
     beforeError() << visibleLines(text) << lineEndFor(text) << std::flush;
+}
+
+void Output::passingLine(std::string_view text)
+{
+    if (bars_) {
+        err_ << '\r' << visible(text) << "\033[K" << std::flush;
+    }
 }
 
 std::ostream& Output::beforeError()

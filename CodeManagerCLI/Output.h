@@ -30,20 +30,27 @@ std::string visible(std::string_view text);
 std::string visibleLines(std::string_view text);
 
 // Where a command writes: results to the standard output, refusals and failures to the standard error. Everything but
-// JSON passes through `visible`, so no value needs to be trusted.
+// JSON and documents passes through `visible`, so no value needs to be trusted.
 class Output
 {
 public:
-    Output(std::ostream& out, std::ostream& err, bool colours);
+    // `bars` tells that the standard error is a terminal on which a line may be written over.
+    Output(std::ostream& out, std::ostream& err, bool colours, bool bars = false);
 
     void line(std::string_view text);
     void lines(std::string_view text); // a line feed is added where the last line has none
     void heading(std::string_view text); // a line that stands out on a terminal
     void table(const std::vector<Row>& rows);
+    void document(std::string_view text); // byte by byte, as a file of its own that is to be read again
     void json(const Json& document); // bytes that are not UTF-8 become U+FFFD
 
     void errorLine(std::string_view text);
     void errorLines(std::string_view text);
+
+    // A line about work under way that the next one replaces; an empty one takes it away. Nothing without a terminal.
+    // Not while something else is written.
+    void passingLine(std::string_view text);
+    [[nodiscard]] bool hasBars() const { return bars_; }
 
 private:
     std::ostream& beforeError(); // what was written comes first on a shared terminal
@@ -51,6 +58,7 @@ private:
     std::ostream& out_;
     std::ostream& err_;
     bool colours_;
+    bool bars_;
 };
 
 } // namespace CodeManagerCLI

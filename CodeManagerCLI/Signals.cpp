@@ -4,7 +4,9 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include <unistd.h>
 
@@ -19,6 +21,11 @@ namespace
 enum class State : std::uint8_t { working, ending, done };
 
 std::atomic<State> state = State::working;
+
+std::mutex stopMutex;
+std::function<void()> stopCleanly; // set while there is work that can
+int askedBy = 0; // the signal on which it was called
+int endsBy = 0; // the signal by which the program ends when all is said
 
 constexpr int patience = 300; // milliseconds that children have to end by themselves
 
@@ -54,11 +61,23 @@ sigset_t endingSignals()
     ::_exit(128 + signal); // not reached
 }
 
+// Whether there is work that was asked to stop now.
+bool askToStop(int signal)
+{
+    const std::lock_guard lock(stopMutex);
+    if (!stopCleanly || askedBy != 0) {
+        return false;
+    }
+    askedBy = signal;
+    stopCleanly();
+    return true;
+}
+
 void serve(sigset_t signals)
 {
     int signal = 0;
-    while (sigwait(&signals, &signal) != 0) {
-        // interrupted
+    while (sigwait(&signals, &signal) != 0 || askToStop(signal)) {
+        // interrupted, or the work comes to its own end
     }
     State expected = State::working;
     if (state.compare_exchange_strong(expected, State::ending)) {
@@ -90,11 +109,33 @@ void waitIfEnding()
     }
 }
 
+CleanStop::CleanStop(std::function<void()> stop)
+{
+    const std::lock_guard lock(stopMutex);
+    stopCleanly = std::move(stop);
+    askedBy = 0;
+}
+
+CleanStop::~CleanStop()
+{
+    const std::lock_guard lock(stopMutex);
+    stopCleanly = nullptr;
+}
+
+void CleanStop::wasHeeded()
+{
+    const std::lock_guard lock(stopMutex);
+    endsBy = askedBy;
+}
+
 void workIsDone()
 {
     State expected = State::working;
     if (!state.compare_exchange_strong(expected, State::done)) {
         waitForTheEnd();
+    }
+    if (endsBy != 0) {
+        endBy(endsBy);
     }
 }
 

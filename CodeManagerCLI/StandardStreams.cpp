@@ -45,10 +45,15 @@ void prepare()
 bool wantsColours(int descriptor)
 {
     const char* noColour = std::getenv("NO_COLOR");
-    const char* terminal = std::getenv("TERM");
     const bool refused = noColour != nullptr && *noColour != '\0';
+    return canRewriteLines(descriptor) && !refused;
+}
+
+bool canRewriteLines(int descriptor)
+{
+    const char* terminal = std::getenv("TERM");
     const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
-    return ::isatty(descriptor) == 1 && !refused && !dumb;
+    return ::isatty(descriptor) == 1 && !dumb;
 }
 
 } // namespace StandardStreams

@@ -19,6 +19,9 @@ void prepare();
 // Whether colours are wanted on this descriptor: a terminal that is not dumb, and NO_COLOR not set.
 bool wantsColours(int descriptor);
 
+// Whether a line on this descriptor can be written over: a terminal that is not dumb.
+bool canRewriteLines(int descriptor);
+
 } // namespace StandardStreams
 
 // A stream over a descriptor that keeps everything until it is flushed and remembers why writing failed.

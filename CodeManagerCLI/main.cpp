@@ -20,7 +20,8 @@ int runProgram(const std::vector<std::string>& arguments)
 {
     DescriptorStream out(STDOUT_FILENO);
     DescriptorStream err(STDERR_FILENO);
-    Output output(out, err, StandardStreams::wantsColours(STDOUT_FILENO));
+    Output output(
+        out, err, StandardStreams::wantsColours(STDOUT_FILENO), StandardStreams::canRewriteLines(STDERR_FILENO));
     int status = ExitStatus::failed;
     try {
         status = runCommandLine(arguments, output);

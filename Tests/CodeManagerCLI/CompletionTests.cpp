@@ -58,6 +58,8 @@ TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
     EXPECT_EQ(offered("zyn-code-manager ''"), "status identity scan service model size trash completion");
     EXPECT_EQ(offered("zyn-code-manager s"), "status scan service size");
+    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity service model crucible size trash completion");
+    EXPECT_EQ(offered("zyn-code-manager s"), "status service size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");
     EXPECT_EQ(offered("zyn-code-manager completion ''"), "bash zsh fish");
@@ -83,6 +85,9 @@ TEST_F(CompletionTest, BashLeavesPathsToItself)
     EXPECT_EQ(offered("zyn-code-manager --identity = pr"), "default");
     EXPECT_EQ(offered("zyn-code-manager --identity ="), "default");
     EXPECT_EQ(offered("zyn-code-manager status --identity x"), "default");
+    EXPECT_EQ(offered("zyn-code-manager crucible set-root x"), "default");
+    EXPECT_EQ(offered("zyn-code-manager crucible repair --candidate x"), "default");
+    EXPECT_EQ(offered("zyn-code-manager crucible whereis x"), "");
 }
 
 TEST_F(CompletionTest, BashKnowsThatAnOptionsValueIsNoCommand)
@@ -91,11 +96,12 @@ TEST_F(CompletionTest, BashKnowsThatAnOptionsValueIsNoCommand)
     EXPECT_EQ(offered("zyn-code-manager --identity = service ser"), "service");
     EXPECT_EQ(offered("zyn-code-manager size service ''"), "default");
     EXPECT_EQ(offered("zyn-code-manager -- ''"), "");
+    EXPECT_EQ(offered("zyn-code-manager crucible move --from service --t"), "--to");
 }
 
 TEST_F(CompletionTest, EveryWordThatBashOffersIsOneThatTheProgramKnows)
 {
-    for (const std::string node : {"", "service", "model", "completion"}) {
+    for (const std::string node : {"", "service", "model", "crucible", "completion"}) {
         std::istringstream words(offered("zyn-code-manager " + node + " ''"));
         for (std::string word; words >> word;) {
             const auto help = bash("zyn-code-manager " + node + " " + word + " --help");
