@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "ManagerCore/Crucible/CrucibleMoveGuard.h"
+#include "ManagerCore/Crucible/TreeMeasure.h"
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Remover.h"
 #include "ManagerCore/Foundation/Size.h"
@@ -101,9 +102,9 @@ std::optional<Outcome> notVerified(const fs::path& node,
                                    const TreeCopier& copier,
                                    const TreeCopier::Watcher* watcher)
 {
-    const std::int64_t copied = Size::of(destination);
-    if (size != copied) {
-        return refused("Copy verification FAILED (" + Size::human(size) + " vs " + Size::human(copied)
+    // By blocks the two need not be equal: file systems count some of their own among them.
+    if (!TreeMeasure::isComplete(destination, node)) {
+        return refused("Copy verification FAILED (" + Size::human(size) + " vs " + Size::human(Size::of(destination))
                        + ").\nOriginal kept at " + node.string() + "; inspect " + destination.string() + " yourself.");
     }
     if (const auto difference = copier.difference()) {

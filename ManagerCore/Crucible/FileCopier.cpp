@@ -27,13 +27,6 @@ template <class Call> ssize_t patiently(Call call)
     return result;
 }
 
-// A file that occupies less than its length. One that does not is copied whole: what the file system shows as a hole
-// there is space that was set aside for it.
-bool hasHoles(const struct stat& facts)
-{
-    return static_cast<std::int64_t>(facts.st_blocks) * bytesPerBlock < facts.st_size;
-}
-
 } // namespace
 
 FileCopier::FileCopier()
@@ -62,11 +55,14 @@ FileCopier::Outcome FileCopier::copy(int source, int destination, const struct s
     return {};
 }
 
-// The next stretch of data at or after `offset`, empty at the end when only a hole follows. All is data where the file
-// system knows no holes. Absent with errno when the source cannot be read.
-std::optional<FileCopier::Stretch> FileCopier::nextData(int source, off_t offset, off_t length)
+bool FileCopier::hasHoles(const struct stat& facts)
 {
-    const off_t begin = ::lseek(source, offset, SEEK_DATA);
+    return static_cast<std::int64_t>(facts.st_blocks) * bytesPerBlock < facts.st_size;
+}
+
+std::optional<FileCopier::Stretch> FileCopier::nextData(int file, off_t offset, off_t length)
+{
+    const off_t begin = ::lseek(file, offset, SEEK_DATA);
     if (begin < 0) {
         if (errno == ENXIO) {
             return Stretch {.begin = length, .end = length};
@@ -74,7 +70,7 @@ std::optional<FileCopier::Stretch> FileCopier::nextData(int source, off_t offset
         return errno == EINVAL || errno == ENOTSUP ? std::optional(Stretch {.begin = offset, .end = length})
                                                    : std::nullopt;
     }
-    const off_t end = ::lseek(source, begin, SEEK_HOLE);
+    const off_t end = ::lseek(file, begin, SEEK_HOLE);
     if (end < 0) {
         return std::nullopt;
     }

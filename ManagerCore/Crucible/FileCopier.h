@@ -23,18 +23,26 @@ public:
     // Is told of every piece of data that was copied; false stops the copy.
     using OnBytes = std::function<bool(std::int64_t count)>;
 
+    struct Stretch {
+        off_t begin = 0;
+        off_t end = 0;
+    };
+
     FileCopier();
+
+    // The next stretch of data of an open file at or after `offset`, empty and at the end when only a hole follows. All
+    // is data where the file system knows no holes. Absent with errno when it cannot be read.
+    static std::optional<Stretch> nextData(int file, off_t offset, off_t length);
+
+    // Whether a file occupies less than its length. One that does not is copied whole: what the file system shows as a
+    // hole there is space that was set aside for it.
+    static bool hasHoles(const struct stat& facts);
 
     // Fills the new, empty file `destination`: first its length, then every stretch that is data in the source. Holes
     // of the source stay holes, data never becomes one. `facts` are the source's.
     Outcome copy(int source, int destination, const struct stat& facts, const OnBytes& onBytes);
 
 private:
-    struct Stretch {
-        off_t begin = 0;
-        off_t end = 0;
-    };
-    static std::optional<Stretch> nextData(int source, off_t offset, off_t length);
     Outcome copyStretch(int source, int destination, Stretch stretch, const OnBytes& onBytes);
     Outcome copyPiece(int source, int destination, off_t offset, std::size_t size);
 

@@ -28,4 +28,8 @@ void make(const std::filesystem::path& root, std::int64_t bytes = 3'000'000);
 // Something of all that, decided by the generator.
 void makeRandom(const std::filesystem::path& root, std::mt19937& random);
 
+// A large file, written piece by piece, and a sum of all bytes below a root, read in the same way.
+void makeLarge(const std::filesystem::path& file, std::int64_t bytes);
+std::uint64_t sumOf(const std::filesystem::path& root);
+
 } // namespace SampleTree

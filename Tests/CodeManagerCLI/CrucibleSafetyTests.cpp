@@ -1,0 +1,236 @@
+// Tries to lose data: the shipped program is killed at every step, and each kind of its system calls is made to fail.
+// After each run every byte must be at its source, or at the destination and in the Trash, and what the program says
+// must be so.
+
+#include <cstring>
+
+#include "Tests/CodeManagerCLI/CrucibleSafety.h"
+
+namespace
+{
+
+TEST_F(MoveSafetyTest, KilledAtEveryStepNothingIsLost)
+{
+    int points = 0;
+    for (bool ended = false; !ended; points++) {
+        prepare();
+        const Proc::Out out = run(command(), "any:" + std::to_string(points + 1) + ":kill");
+        SCOPED_TRACE("killed before change " + std::to_string(points + 1) + ": " + out.stderr);
+        ended = out.code != SIGKILL;
+        EXPECT_EQ(out.ok(), ended);
+        expectNothingLost();
+        runAgain();
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_GT(points, 100);
+}
+
+class EachErrorOfAMove : public MoveSafetyTest, public ::testing::WithParamInterface<int>
+{
+};
+
+TEST_P(EachErrorOfAMove, WhateverCallFailsNothingIsLost)
+{
+    prepare();
+    for (const auto& [call, count] : callsOf(command())) {
+        for (const std::string& nth : occasions(count)) {
+            prepare();
+            const std::string fault = errnoFault(call, nth, GetParam());
+            const Proc::Out out = run(command(), fault);
+            SCOPED_TRACE(fault + " of " + std::to_string(count) + ": " + std::to_string(out.code) + " " + out.stdout
+                         + out.stderr);
+            expectNothingLost();
+            expectTruth(out);
+            runAgain();
+            ASSERT_FALSE(HasFailure());
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Safety, EachErrorOfAMove, ::testing::ValuesIn(SafetyTest::errors), [](const auto& info) {
+    return strerrorname_np(info.param);
+});
+
+TEST_F(MoveSafetyTest, ACopyThatLacksABlockIsNotTakenForGood)
+{
+    prepare();
+    const long writes = callsOf(command()).at("pwrite");
+    for (long nth = 1; nth <= writes; nth++) {
+        prepare();
+        const Proc::Out out = run(command(), "pwrite:" + std::to_string(nth) + ":skip");
+        SCOPED_TRACE(std::to_string(nth) + ": " + out.stdout + out.stderr);
+        EXPECT_THAT(out.stderr, StartsWith("Copy verification FAILED ("));
+        EXPECT_THAT(
+            out.stderr,
+            HasSubstr(").\nOriginal kept at " + node().string() + "; inspect " + copy().string() + " yourself.\n"));
+        EXPECT_TRUE(sourceIsWhole());
+        EXPECT_FALSE(fs::exists(trash() / "a"));
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST_F(MoveSafetyTest, CtrlCStopsTheCopyAndLeavesTheOriginal)
+{
+    prepare();
+    write(node() / "big", std::string(30 << 20, 'b'));
+    before_ = SampleTree::contents(node());
+    for (const bool terminal : {false, true}) {
+        std::vector<std::string> words = command();
+        words.insert(words.begin(), program());
+        Running run(words, {.environment = environment("pwrite:*:delay=100"), .folder = home(), .terminal = terminal});
+        while (!fs::exists(copy() / "big")) {
+            std::this_thread::sleep_for(5ms);
+        }
+        if (terminal) {
+            EXPECT_TRUE(run.shows(" %  ")) << "a progress bar";
+            run.type("\x03");
+        } else {
+            ::kill(run.pid(), SIGINT);
+        }
+        EXPECT_EQ(run.ending(), "signal " + std::to_string(SIGINT));
+        EXPECT_THAT(run.output(), HasSubstr("Copy failed (original untouched): The copy was stopped."));
+        EXPECT_THAT(run.output(), HasSubstr("move it to the Trash and try again"));
+        EXPECT_EQ(run.output().find('\033') != std::string::npos, terminal);
+        EXPECT_TRUE(sourceIsWhole());
+        EXPECT_FALSE(fs::exists(trash() / "a"));
+        fs::remove_all(copy());
+    }
+    EXPECT_TRUE(run(command()).ok());
+}
+
+TEST_F(MoveSafetyTest, ASecondCtrlCEndsItAtOnce)
+{
+    prepare();
+    std::vector<std::string> words = command();
+    words.insert(words.begin(), program());
+    Running run(words, {.environment = environment("pwrite:1:delay=20000"), .folder = home()});
+    while (!fs::exists(copy())) {
+        std::this_thread::sleep_for(5ms);
+    }
+    std::this_thread::sleep_for(200ms);
+    ::kill(run.pid(), SIGINT);
+    EXPECT_EQ(run.ending(500ms), "running") << "waits for the piece at hand";
+    ::kill(run.pid(), SIGINT);
+    EXPECT_EQ(run.ending(10s), "signal " + std::to_string(SIGINT));
+    EXPECT_TRUE(sourceIsWhole());
+}
+
+// ---- what changes links ----
+
+// Weights on two drives, a root link, a served link, links that dangle and a backup of what they should be.
+class LinkSafetyTest : public SafetyTest
+{
+protected:
+    void prepare()
+    {
+        for (const char* folder : {"from", "to", ".local", "links"}) {
+            fs::remove_all(home() / folder);
+        }
+        for (const char* drive : {"from", "to"}) {
+            write(home() / drive / "models/m/weights", drive);
+            write(home() / drive / "models/n/weights", drive);
+        }
+        write(home() / "store.toml",
+              "model_locations = [\"~/links/root\", \"~/from\", \"~/to\"]\nmodel_served = \"~/links/served\"\n");
+        makeLink(home() / "links/root", home() / "from");
+        makeLink(home() / "links/served", home() / "from/models/m");
+        makeLink(home() / "from/models/z", "/gone/z");
+        write(home() / "to/models/z", "to");
+        write(home() / "backup",
+              "link = \"" + (home() / "links/served").string() + "\"\ntarget = \"" + (home() / "to/models/m").string()
+                  + "\"\nlink = \"" + (home() / "links/root").string() + "\"\ntarget = \"" + (home() / "to").string()
+                  + "\"\n");
+    }
+
+    // What each of the links leads to at first.
+    [[nodiscard]] std::map<fs::path, fs::path> links() const
+    {
+        return {{home() / "links/root", home() / "from"},
+                {home() / "links/served", home() / "from/models/m"},
+                {home() / "from/models/z", "/gone/z"}};
+    }
+
+    void expectNothingLost() const
+    {
+        for (const char* drive : {"from", "to"}) {
+            EXPECT_EQ(read(home() / drive / "models/m/weights"), drive);
+            EXPECT_EQ(read(home() / drive / "models/n/weights"), drive);
+        }
+        EXPECT_EQ(read(home() / "to/models/z"), "to");
+        for (const auto& [link, target] : links()) {
+            const bool stands = fs::is_symlink(link) && fs::read_symlink(link) == target;
+            const auto names = trashed(); // which it chooses
+            const bool thrown = std::ranges::any_of(names, [this, &target](const std::string& name) {
+                return fs::is_symlink(trash() / name) && fs::read_symlink(trash() / name) == target;
+            });
+            EXPECT_TRUE(stands || thrown) << link;
+            if (fs::is_symlink(link) && !stands) {
+                EXPECT_TRUE(fs::exists(link)) << "a new link leads somewhere";
+            }
+        }
+    }
+};
+
+struct LinkCommand {
+    const char* name;
+    std::vector<std::string> words;
+};
+
+class EachLinkCommand : public LinkSafetyTest, public ::testing::WithParamInterface<LinkCommand>
+{
+};
+
+TEST_P(EachLinkCommand, KilledAtEveryStepTheWeightsAreUntouched)
+{
+    int points = 0;
+    for (bool ended = false; !ended; points++) {
+        prepare();
+        const Proc::Out out = run(GetParam().words, "any:" + std::to_string(points + 1) + ":kill");
+        SCOPED_TRACE("killed before change " + std::to_string(points + 1) + ": " + out.stderr);
+        ended = out.code != SIGKILL;
+        expectNothingLost();
+        run(GetParam().words);
+        expectNothingLost();
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_GT(points, 3);
+}
+
+TEST_P(EachLinkCommand, WhateverCallFailsTheWeightsAreUntouched)
+{
+    prepare();
+    fs::remove(log());
+    run(GetParam().words, "none:1:kill");
+    std::map<std::string, long> calls;
+    std::ifstream stream(log());
+    for (std::string name; std::getline(stream, name);) {
+        calls[name]++;
+    }
+    for (const auto& [call, count] : calls) {
+        for (const int error : errors) {
+            for (const std::string& nth : occasions(count)) {
+                prepare();
+                const std::string fault = errnoFault(call, nth, error);
+                const Proc::Out out = run(GetParam().words, fault);
+                SCOPED_TRACE(fault + " of " + std::to_string(count) + ": " + std::to_string(out.code) + " " + out.stdout
+                             + out.stderr);
+                expectNothingLost();
+                EXPECT_TRUE(out.code == 0 || out.code == 1);
+                EXPECT_TRUE(out.code == 0 || !out.stderr.empty() || !out.stdout.empty());
+                run(GetParam().words);
+                expectNothingLost();
+                ASSERT_FALSE(HasFailure());
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Safety,
+                         EachLinkCommand,
+                         ::testing::Values(LinkCommand {"SetRoot", {"crucible", "set-root", "to"}},
+                                           LinkCommand {"Serve", {"crucible", "serve", "~/to"}},
+                                           LinkCommand {"Repair", {"crucible", "repair"}},
+                                           LinkCommand {"Restore", {"crucible", "restore", "backup"}}),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace

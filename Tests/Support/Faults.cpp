@@ -1,0 +1,233 @@
+// Loaded into a program in front of the C library, to make its system calls fail, or the program end, one at a time:
+//
+//   TEST_FAULTS=CALL:N:ACTION   the Nth call of that kind ("*": every one; CALL "any": of all those that change
+//                               something) does ACTION: "errno=5", "kill" before the call, "skip" (says that it wrote
+//                               and does not), "delay=50" milliseconds first
+//   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line
+//
+// Calls on the three standard streams are left alone.
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct Plan {
+    char call[32] = {};
+    long nth = 0; // 0 is every one
+    char action[32] = {};
+    bool any = false;
+};
+
+Plan plan;
+std::atomic<long> calls = 0;
+int logFile = -1;
+
+// Before main and before the other libraries start.
+__attribute__((constructor)) void readPlan()
+{
+    const char* text = std::getenv("TEST_FAULTS");
+    const char* log = std::getenv("TEST_FAULTS_LOG");
+    if (log != nullptr) {
+        logFile
+            = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+    }
+    const char* first = text != nullptr ? std::strchr(text, ':') : nullptr;
+    const char* second = first != nullptr ? std::strchr(first + 1, ':') : nullptr;
+    if (second == nullptr) {
+        return;
+    }
+    std::memcpy(plan.call, text, static_cast<std::size_t>(first - text));
+    plan.nth = first[1] == '*' ? 0 : std::strtol(first + 1, nullptr, 10);
+    std::strncpy(plan.action, second + 1, sizeof plan.action - 1);
+    plan.any = std::strcmp(plan.call, "any") == 0;
+}
+
+void note(const char* call)
+{
+    if (logFile >= 0) {
+        std::array<char, 40> line {};
+        const std::size_t length = std::strlen(call);
+        std::memcpy(line.data(), call, length);
+        line[length] = '\n';
+        ::syscall(SYS_write, logFile, line.data(), length + 1);
+    }
+}
+
+enum class Turn : std::uint8_t { goOn, fail, skip };
+
+// Whether this is the call that is meant, and what becomes of it.
+Turn turn(const char* call, bool changes)
+{
+    const int kept = errno;
+    note(call);
+    errno = kept;
+    if (plan.action[0] == '\0' || (plan.any ? !changes : std::strcmp(plan.call, call) != 0)) {
+        return Turn::goOn;
+    }
+    const long number = ++calls;
+    if (plan.nth != 0 && number != plan.nth) {
+        return Turn::goOn;
+    }
+    if (std::strncmp(plan.action, "errno=", 6) == 0) {
+        errno = std::atoi(plan.action + 6);
+        return Turn::fail;
+    }
+    if (std::strncmp(plan.action, "delay=", 6) == 0) {
+        const long milliseconds = std::atol(plan.action + 6);
+        const timespec time {.tv_sec = milliseconds / 1000, .tv_nsec = milliseconds % 1000 * 1000000};
+        ::nanosleep(&time, nullptr);
+    } else if (std::strcmp(plan.action, "kill") == 0) {
+        ::syscall(SYS_kill, ::syscall(SYS_getpid), SIGKILL);
+    } else if (std::strcmp(plan.action, "skip") == 0) {
+        return Turn::skip;
+    }
+    return Turn::goOn;
+}
+
+template <class Function> Function* next(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+// NAME is the symbol, CALL the kind it counts as; the rest are the parameters and, in brackets, the arguments.
+#define FAULTY_AS(RESULT, NAME, CALL, CHANGES, PARAMETERS, ARGUMENTS)                                                  \
+    extern "C" RESULT NAME PARAMETERS                                                                                  \
+    {                                                                                                                  \
+        static auto* real = next<RESULT PARAMETERS>(#NAME);                                                            \
+        switch (turn(CALL, CHANGES)) {                                                                                 \
+        case Turn::fail:                                                                                               \
+            return static_cast<RESULT>(-1);                                                                            \
+        case Turn::skip:                                                                                               \
+        case Turn::goOn:                                                                                               \
+            break;                                                                                                     \
+        }                                                                                                              \
+        return real ARGUMENTS;                                                                                         \
+    }
+#define FAULTY(RESULT, NAME, CHANGES, PARAMETERS, ARGUMENTS)                                                           \
+    FAULTY_AS(RESULT, NAME, #NAME, CHANGES, PARAMETERS, ARGUMENTS)
+
+#define FAULTY_WRITE(NAME, CALL, PARAMETERS, ARGUMENTS)                                                                \
+    extern "C" ssize_t NAME PARAMETERS                                                                                 \
+    {                                                                                                                  \
+        static auto* real = next<ssize_t PARAMETERS>(#NAME);                                                           \
+        if (file > STDERR_FILENO) {                                                                                    \
+            switch (turn(CALL, true)) {                                                                                \
+            case Turn::fail:                                                                                           \
+                return -1;                                                                                             \
+            case Turn::skip:                                                                                           \
+                return static_cast<ssize_t>(size);                                                                     \
+            case Turn::goOn:                                                                                           \
+                break;                                                                                                 \
+            }                                                                                                          \
+        }                                                                                                              \
+        return real ARGUMENTS;                                                                                         \
+    }
+
+#define FAULTY_OPEN(NAME, CALL, BEFORE, ...)                                                                           \
+    extern "C" int NAME BEFORE                                                                                         \
+    {                                                                                                                  \
+        static auto* real = reinterpret_cast<int (*)(...)>(::dlsym(RTLD_NEXT, #NAME));                                 \
+        mode_t mode = 0;                                                                                               \
+        if ((flags & (O_CREAT | __O_TMPFILE)) != 0) {                                                                  \
+            va_list more;                                                                                              \
+            va_start(more, flags);                                                                                     \
+            mode = va_arg(more, mode_t);                                                                               \
+            va_end(more);                                                                                              \
+        }                                                                                                              \
+        return turn(CALL, (flags & O_CREAT) != 0) == Turn::fail ? -1 : real(__VA_ARGS__, flags, mode);                 \
+    }
+
+FAULTY_OPEN(open, "open", (const char* path, int flags, ...), path)
+FAULTY_OPEN(open64, "open", (const char* path, int flags, ...), path)
+FAULTY_OPEN(openat, "openat", (int folder, const char* path, int flags, ...), folder, path)
+FAULTY_OPEN(openat64, "openat", (int folder, const char* path, int flags, ...), folder, path)
+
+FAULTY_WRITE(write, "write", (int file, const void* bytes, size_t size), (file, bytes, size))
+FAULTY_WRITE(pwrite, "pwrite", (int file, const void* bytes, size_t size, off_t offset), (file, bytes, size, offset))
+FAULTY_AS(ssize_t, read, "read", false, (int file, void* bytes, size_t size), (file, bytes, size))
+FAULTY_AS(
+    ssize_t, pread, "pread", false, (int file, void* bytes, size_t size, off_t offset), (file, bytes, size, offset))
+FAULTY(off_t, lseek, false, (int file, off_t offset, int whence), (file, offset, whence))
+FAULTY(int, ftruncate, true, (int file, off_t length), (file, length))
+FAULTY(int, fsync, true, (int file), (file))
+FAULTY(int, syncfs, true, (int file), (file))
+FAULTY(
+    int, sync_file_range, true, (int file, off64_t begin, off64_t length, unsigned flags), (file, begin, length, flags))
+FAULTY(int, mkdir, true, (const char* path, mode_t mode), (path, mode))
+FAULTY(int, mkdirat, true, (int folder, const char* path, mode_t mode), (folder, path, mode))
+FAULTY(int, mkfifoat, true, (int folder, const char* path, mode_t mode), (folder, path, mode))
+FAULTY(int, symlink, true, (const char* target, const char* path), (target, path))
+FAULTY(int, symlinkat, true, (const char* target, int folder, const char* path), (target, folder, path))
+FAULTY(int, linkat, true, (int a, const char* b, int c, const char* d, int flags), (a, b, c, d, flags))
+FAULTY(int, rename, true, (const char* from, const char* to), (from, to))
+FAULTY(int, unlink, true, (const char* path), (path))
+FAULTY(int, fchmod, true, (int file, mode_t mode), (file, mode))
+FAULTY(int, fchmodat, true, (int folder, const char* path, mode_t mode, int flags), (folder, path, mode, flags))
+FAULTY(int, fchown, true, (int file, uid_t user, gid_t group), (file, user, group))
+FAULTY(int, fchownat, true, (int f, const char* p, uid_t u, gid_t g, int flags), (f, p, u, g, flags))
+FAULTY(int, futimens, true, (int file, const timespec times[2]), (file, times))
+FAULTY(int, utimensat, true, (int f, const char* p, const timespec times[2], int flags), (f, p, times, flags))
+FAULTY(int, fsetxattr, true, (int f, const char* n, const void* v, size_t s, int flags), (f, n, v, s, flags))
+FAULTY(ssize_t, fgetxattr, false, (int f, const char* n, void* v, size_t s), (f, n, v, s))
+FAULTY(ssize_t, flistxattr, false, (int f, char* list, size_t s), (f, list, s))
+FAULTY(ssize_t, llistxattr, false, (const char* p, char* list, size_t s), (p, list, s))
+FAULTY_AS(int, stat, "stat", false, (const char* path, struct stat* facts), (path, facts))
+FAULTY_AS(int, lstat, "lstat", false, (const char* path, struct stat* facts), (path, facts))
+FAULTY_AS(int, fstat, "fstat", false, (int file, struct stat* facts), (file, facts))
+FAULTY_AS(int, fstatat, "fstatat", false, (int f, const char* p, struct stat* s, int flags), (f, p, s, flags))
+FAULTY_AS(int, stat64, "stat", false, (const char* path, struct stat64* facts), (path, facts))
+FAULTY_AS(int, lstat64, "lstat", false, (const char* path, struct stat64* facts), (path, facts))
+FAULTY_AS(int, fstat64, "fstat", false, (int file, struct stat64* facts), (file, facts))
+FAULTY(int, statx, false, (int f, const char* p, int flags, unsigned m, struct statx* s), (f, p, flags, m, s))
+FAULTY(int, statvfs, false, (const char* path, struct statvfs* facts), (path, facts))
+FAULTY(int, fstatvfs, false, (int file, struct statvfs* facts), (file, facts))
+FAULTY(ssize_t, readlink, false, (const char* path, char* buffer, size_t size), (path, buffer, size))
+FAULTY(ssize_t, readlinkat, false, (int f, const char* p, char* buffer, size_t size), (f, p, buffer, size))
+FAULTY(ssize_t, getdents64, false, (int file, void* buffer, size_t size), (file, buffer, size))
+
+extern "C" int ioctl(int file, unsigned long request, ...)
+{
+    static auto* real = reinterpret_cast<int (*)(...)>(::dlsym(RTLD_NEXT, "ioctl"));
+    va_list more;
+    va_start(more, request);
+    void* argument = va_arg(more, void*);
+    va_end(more);
+    const bool meant = file > STDERR_FILENO && turn("ioctl", true) == Turn::fail;
+    return meant ? -1 : real(file, request, argument);
+}
+
+extern "C" long syscall(long number, ...)
+{
+    static auto* real = reinterpret_cast<long (*)(...)>(::dlsym(RTLD_NEXT, "syscall"));
+    va_list more;
+    va_start(more, number);
+    std::array<long, 6> arguments {};
+    for (long& argument : arguments) {
+        argument = va_arg(more, long);
+    }
+    va_end(more);
+    if (number == SYS_openat2 && turn("openat2", false) == Turn::fail) {
+        return -1;
+    }
+    return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
+}
