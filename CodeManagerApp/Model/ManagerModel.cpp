@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QThread>
 #include <QtGlobal>
 
@@ -46,6 +48,13 @@ ManagerModel::ManagerModel(Identity identity, ManagerActions actions, QObject* p
                                &ManagerModel::busyChanged,
                                &ManagerModel::scanningChanged}) {
         connect(this, changed, this, &ManagerModel::totalsChanged);
+    }
+    for (const auto changed : {&ManagerModel::crucibleChanged,
+                               &ManagerModel::drivesChanged,
+                               &ManagerModel::danglingChanged,
+                               &ManagerModel::busyChanged,
+                               &ManagerModel::crucibleBusyChanged}) {
+        connect(this, changed, this, &ManagerModel::crucibleRowsChanged);
     }
 }
 
@@ -254,6 +263,12 @@ void ManagerModel::setSectionIndex(int index)
     if (index >= 0 && std::cmp_less(index, allPanes.size())) {
         setSection(allPanes.at(static_cast<std::size_t>(index)));
     }
+}
+
+void ManagerModel::copyText(const QString& text) const
+{
+    checkThread();
+    QGuiApplication::clipboard()->setText(text);
 }
 
 QList<StatRowValue> ManagerModel::overviewRows() const { return Overview::rows(status(), actions_); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
@@ -10,6 +11,7 @@
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
+#include <QUrl>
 #include <QtConcurrentRun>
 #include <QtQml/qqmlregistration.h>
 
@@ -17,8 +19,10 @@
 
 #include "CodeManagerApp/Model/ComponentList.h"
 #include "CodeManagerApp/Model/Console.h"
+#include "CodeManagerApp/Model/CruciblePane.h"
 #include "CodeManagerApp/Model/InBackground.h"
 #include "CodeManagerApp/Model/Pane.h"
+#include "CodeManagerApp/Model/QtText.h"
 #include "CodeManagerApp/Model/ServicePane.h"
 #include "CodeManagerApp/Model/ViewRecords.h"
 #include "ManagerCore/Crucible/CrucibleTopology.h"
@@ -68,6 +72,12 @@ class ManagerModel : public QObject
     Q_PROPERTY(QString reasonAgainstSelecting READ reasonAgainstSelecting NOTIFY totalsChanged)
     Q_PROPERTY(QString reasonAgainstClearing READ reasonAgainstClearing NOTIFY totalsChanged)
     Q_PROPERTY(QString reasonAgainstMoving READ reasonAgainstMoving NOTIFY totalsChanged)
+    Q_PROPERTY(bool crucibleKnown READ crucibleKnown NOTIFY crucibleChanged)
+    Q_PROPERTY(QList<CodeManagerApp::CrucibleSiteValue> crucibleSites READ crucibleSites NOTIFY crucibleRowsChanged)
+    Q_PROPERTY(QList<CodeManagerApp::CrucibleLinkValue> crucibleLinks READ crucibleLinks NOTIFY crucibleChanged)
+    Q_PROPERTY(bool servedLinkDangles READ servedLinkDangles NOTIFY crucibleChanged)
+    Q_PROPERTY(QString reasonAgainstCrucibleWork READ reasonAgainstCrucibleWork NOTIFY crucibleRowsChanged)
+    Q_PROPERTY(QString reasonAgainstRepairing READ reasonAgainstRepairing NOTIFY crucibleRowsChanged)
 
 public:
     // Fills every field with its initial value, finds the project folder and honours CM_PANE.
@@ -135,6 +145,19 @@ public:
     // Shows the item in the file manager.
     QCoro::Task<> reveal(std::string path);
 
+    // Reads the layout of the store of weights anew.
+    QCoro::Task<> refreshCrucible();
+    // Points the store's root link at the folder. Nothing happens before the layout was read.
+    QCoro::Task<> setCrucibleRoot(std::filesystem::path folder);
+    // Serves the weights from this site of the layout, and restarts the backend when that is done.
+    QCoro::Task<> serveFrom(std::size_t site);
+    // Looks at all links of the store; re-aims those that dangle at copies that exist.
+    QCoro::Task<> checkLinks();
+    QCoro::Task<> repairLinks();
+    // Writes down where the store's links lead; makes the links of such a file again.
+    QCoro::Task<> backUpLinks(std::filesystem::path file);
+    QCoro::Task<> restoreLinks(std::filesystem::path file);
+
     // Whether the work under way has ended, or does so in this time; the only thing here that waits, for the end of the
     // program.
     [[nodiscard]] bool settles(std::chrono::milliseconds wait);
@@ -169,6 +192,20 @@ public:
     [[nodiscard]] QString reasonAgainstSelecting() const;
     [[nodiscard]] QString reasonAgainstClearing() const;
     [[nodiscard]] QString reasonAgainstMoving() const;
+    [[nodiscard]] bool crucibleKnown() const { return crucible().has_value(); }
+    [[nodiscard]] QList<CrucibleSiteValue> crucibleSites() const;
+    [[nodiscard]] QList<CrucibleLinkValue> crucibleLinks() const;
+    [[nodiscard]] bool servedLinkDangles() const;
+    [[nodiscard]] QString reasonAgainstCrucibleWork() const;
+    [[nodiscard]] QString reasonAgainstRepairing() const;
+    Q_INVOKABLE void copyText(const QString& text) const;
+    Q_INVOKABLE void requestCrucible() { refreshCrucible(); }
+    Q_INVOKABLE void requestCrucibleRoot(const QUrl& folder) { setCrucibleRoot(toPath(folder)); }
+    Q_INVOKABLE void requestServe(int site);
+    Q_INVOKABLE void requestLinkCheck() { checkLinks(); }
+    Q_INVOKABLE void requestLinkRepair() { repairLinks(); }
+    Q_INVOKABLE void requestLinkBackup(const QUrl& file) { backUpLinks(toPath(file)); }
+    Q_INVOKABLE void requestLinkRestoration(const QUrl& file) { restoreLinks(toPath(file)); }
     Q_INVOKABLE void requestScan() { scan(); }
     Q_INVOKABLE void requestSelectAll() { selectAll(); }
     Q_INVOKABLE void requestClear() { clear(); }
@@ -194,6 +231,9 @@ Q_SIGNALS:
     void operationRunsChanged();
     void serviceActionsChanged();
     void scannedChanged();
+    void drivesChanged();
+    void danglingChanged();
+    void crucibleRowsChanged();
     void totalsChanged();
 
 private:
@@ -228,6 +268,8 @@ private:
 
     int refreshes_ = 0;
     bool scanned_ = false;
+    CruciblePane::DriveSpaces drives_; // of the sites of `crucible_`
+    int dangling_ = -1; // links that dangled when they were looked at last; negative before
     ComponentList components_ {*this};
     QThreadPool pool_; // of its own: its threads wait for children, and must not keep others from working
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ManagerCore/Foundation/FilePath.h"
+
 namespace CodeManagerApp
 {
 
@@ -15,6 +17,13 @@ QString oneLine(std::string_view text)
     };
     std::replace_if(line.begin(), line.end(), disturbs, QChar(QChar::ReplacementCharacter));
     return line;
+}
+
+std::filesystem::path toPath(const QUrl& address)
+{
+    // The bytes as the address escapes them: a name need not be UTF-8.
+    const QByteArray path = QByteArray::fromPercentEncoding(address.path(QUrl::FullyEncoded).toLatin1());
+    return ManagerCore::FilePath::fromText(std::string_view(path.data(), static_cast<std::size_t>(path.size())));
 }
 
 } // namespace CodeManagerApp

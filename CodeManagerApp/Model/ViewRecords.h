@@ -72,6 +72,50 @@ public:
     bool operator==(const SpaceShare&) const = default;
 };
 
+// A declared copy of the weights.
+struct CrucibleSiteValue {
+    Q_GADGET
+    QML_VALUE_TYPE(crucibleSiteValue)
+    Q_PROPERTY(QString volume MEMBER volume CONSTANT)
+    Q_PROPERTY(QString place MEMBER place CONSTANT)
+    Q_PROPERTY(QString path MEMBER path CONSTANT)
+    Q_PROPERTY(QString size MEMBER size CONSTANT)
+    Q_PROPERTY(bool serving MEMBER serving CONSTANT)
+    Q_PROPERTY(bool canServe MEMBER canServe CONSTANT)
+    Q_PROPERTY(QString reason MEMBER reason CONSTANT)
+    Q_PROPERTY(double used MEMBER used CONSTANT)
+    Q_PROPERTY(QString drive MEMBER drive CONSTANT)
+public:
+    QString volume;
+    QString place; // "external" or "internal"
+    QString path;
+    QString size;
+    bool serving = false;
+    bool canServe = false;
+    QString reason; // why it cannot be served from now; empty where it can
+    double used = -1; // of the drive, 0 to 1; negative where nobody can tell
+    QString drive; // how much of the drive is free
+
+    bool operator==(const CrucibleSiteValue&) const = default;
+};
+
+// One of the two links that decide.
+struct CrucibleLinkValue {
+    Q_GADGET
+    QML_VALUE_TYPE(crucibleLinkValue)
+    Q_PROPERTY(QString label MEMBER label CONSTANT)
+    Q_PROPERTY(QString target MEMBER target CONSTANT)
+    Q_PROPERTY(QString link MEMBER link CONSTANT)
+    Q_PROPERTY(bool resolves MEMBER resolves CONSTANT)
+public:
+    QString label;
+    QString target; // a dash where nothing stands
+    QString link;
+    bool resolves = false;
+
+    bool operator==(const CrucibleLinkValue&) const = default;
+};
+
 // A button that acts on the product, and why it cannot be pressed now; an empty reason where it can.
 struct ActionState {
     Q_GADGET

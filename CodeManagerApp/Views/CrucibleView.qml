@@ -1,19 +1,104 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Layouts
 import CodeManager
 
+// The copies of the weights on all drives, and the two links that decide which one is used.
 PaneFrame {
     id: root
 
     required property ManagerModel model
 
-    title: "Crucible"
-    fills: true
+    // Another copy was chosen here: the rows are read anew once that is done.
+    property bool served: false
 
-    CenterNote {
-        symbol: root.model.panes[root.model.section].symbol
-        text: "This pane is not there yet."
+    title: "Crucible"
+    symbol: "flame"
+    busy: root.model.crucibleBusy
+    refreshable: true
+    fills: true
+    onRefresh: root.model.requestCrucible()
+    Component.onCompleted: root.model.requestCrucible()
+
+    Connections {
+        target: root.model
+
+        function onCrucibleBusyChanged() {
+            if (root.served && !root.model.crucibleBusy) {
+                root.served = false;
+                root.model.requestCrucible();
+            }
+        }
+    }
+
+    ColumnLayout {
+        spacing: Theme.spacing.small
         Layout.fillWidth: true
+
+        Heading {
+            text: "Crucibles on this Mac"
+            font: Theme.font.section
+            Layout.leftMargin: 2
+        }
+
+        Words {
+            visible: !root.model.crucibleKnown
+            text: "Reading crucible layout…"
+            color: Theme.color.secondary
+            Layout.leftMargin: 2
+        }
+
+        Card {
+            visible: root.model.crucibleSites.length > 0
+            Layout.fillWidth: true
+
+            Repeater {
+                model: root.model.crucibleSites.length
+
+                CrucibleSiteRow {
+                    required property int index
+
+                    site: root.model.crucibleSites[index]
+                    separated: index > 0
+                    Layout.fillWidth: true
+                    onServe: {
+                        root.served = true;
+                        root.model.requestServe(index);
+                    }
+                    onCopied: root.model.copyText(site.path)
+                }
+            }
+        }
+    }
+
+    CrucibleLinksView {
+        visible: root.model.crucibleKnown
+        links: root.model.crucibleLinks
+        dangling: root.model.servedLinkDangles
+        Layout.fillWidth: true
+    }
+
+    CrucibleRootPicker {
+        model: root.model
+        Layout.fillWidth: true
+    }
+
+    CrucibleLinkTools {
+        model: root.model
+        Layout.fillWidth: true
+    }
+
+    ConsoleView {
+        visible: root.model.console !== ""
+        text: root.model.console
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        Layout.minimumHeight: Math.min(implicitHeight, 90)
+        Layout.maximumHeight: implicitHeight
+    }
+
+    Item {
         Layout.fillHeight: true
     }
 }

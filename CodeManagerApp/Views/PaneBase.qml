@@ -5,6 +5,7 @@ Item {
     id: root
 
     required property string title
+    property string symbol: ""
     property bool busy: false
     property bool refreshable: false
     property alias extras: header.extras
@@ -17,6 +18,7 @@ Item {
 
         width: parent.width
         title: root.title
+        symbol: root.symbol
         busy: root.busy
         refreshable: root.refreshable
         onRefresh: root.refresh()

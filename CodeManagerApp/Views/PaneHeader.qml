@@ -6,6 +6,7 @@ Rectangle {
     id: root
 
     required property string title
+    property string symbol: ""
     property bool busy: false
     property bool refreshable: false
     property alias extras: extraRow.data
@@ -20,6 +21,14 @@ Rectangle {
         anchors.leftMargin: Theme.spacing.huge
         anchors.rightMargin: Theme.spacing.huge - 6
         spacing: Theme.spacing.medium
+
+        Symbol {
+            visible: root.symbol !== ""
+            name: root.symbol
+            color: Theme.color.ink
+            size: Math.round(18 * Theme.grown)
+            Layout.rightMargin: -Theme.spacing.tiny
+        }
 
         Heading {
             text: root.title

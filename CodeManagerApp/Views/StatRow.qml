@@ -9,6 +9,7 @@ FocusScope {
     required property string value
     property var good: undefined
     property bool separated: false
+    property bool path: false // the value is one
 
     readonly property bool judged: root.good === true || root.good === false
 
@@ -68,7 +69,7 @@ FocusScope {
             id: text
 
             text: root.value
-            font: root.judged ? Theme.font.strong : Theme.font.body
+            font: root.path ? Theme.font.monospaced : root.judged ? Theme.font.strong : Theme.font.body
             color: root.good === true ? Theme.color.goodText : root.good === false ? Theme.color.badText : Theme.color.ink
             wrapMode: TextEdit.WrapAtWordBoundaryOrAnywhere
             Layout.fillWidth: true

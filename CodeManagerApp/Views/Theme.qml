@@ -20,6 +20,7 @@ QtObject {
         readonly property color badText: "#C2372B"
         readonly property color goodDot: "#22A55A"
         readonly property color badDot: "#D9483B"
+        readonly property color restDot: "#BFBFBF" // white at 75 %
         readonly property color warning: "#B45309"
         readonly property color canvas: "#FAFAFC"
         readonly property color card: "#FFFFFF"

@@ -1,0 +1,69 @@
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Dialogs
+import QtQuick.Layouts
+import CodeManager
+
+// Looks after all links of the store: checks and repairs them, writes them down and makes them again.
+Flow {
+    id: root
+
+    required property ManagerModel model
+
+    spacing: Theme.spacing.small
+
+    ActionButton {
+        text: "Check links"
+        reason: root.model.reasonAgainstCrucibleWork
+        onActivated: root.model.requestLinkCheck()
+    }
+
+    ActionButton {
+        text: "Repair"
+        reason: root.model.reasonAgainstRepairing
+        onActivated: root.model.requestLinkRepair()
+    }
+
+    ActionButton {
+        text: "Back up links…"
+        reason: root.model.reasonAgainstCrucibleWork
+        onActivated: saving.createObject(root)
+    }
+
+    ActionButton {
+        text: "Restore links…"
+        reason: root.model.reasonAgainstCrucibleWork
+        onActivated: opening.createObject(root)
+    }
+
+    Component {
+        id: saving
+
+        FileDialog {
+            title: "Back up links"
+            fileMode: FileDialog.SaveFile
+            defaultSuffix: "toml"
+            onAccepted: root.model.requestLinkBackup(selectedFile)
+            onVisibleChanged: {
+                if (!visible)
+                    destroy();
+            }
+            Component.onCompleted: open()
+        }
+    }
+
+    Component {
+        id: opening
+
+        FileDialog {
+            title: "Restore links"
+            onAccepted: root.model.requestLinkRestoration(selectedFile)
+            onVisibleChanged: {
+                if (!visible)
+                    destroy();
+            }
+            Component.onCompleted: open()
+        }
+    }
+}
