@@ -1,8 +1,9 @@
 import QtQuick
 import QtQuick.Templates as T
 
-// A button with a text. A reason why it cannot be pressed disables it and is its tool tip.
-Item {
+// A button with a text. A reason why it cannot be pressed disables it and is its tool tip. The keyboard keeps its place
+// meanwhile.
+FocusScope {
     id: root
 
     enum Kind {
@@ -27,6 +28,7 @@ Item {
         readonly property color ink: !button.enabled ? Theme.color.disabledText : button.primary ? Theme.color.accentInk : root.kind === ActionButton.Destructive ? Theme.color.badText : Theme.color.ink
 
         anchors.fill: parent
+        focus: true
         enabled: root.reason === ""
         text: root.text
         implicitWidth: contentItem.implicitWidth + 2 * Theme.spacing.medium
