@@ -30,9 +30,6 @@ T.Dialog {
         color: Theme.color.card
         border.width: 1
         border.color: Theme.color.cardBorder
-        Accessible.role: Accessible.Dialog
-        Accessible.name: root.title
-        Accessible.description: root.message
     }
 
     contentItem: ColumnLayout {
