@@ -50,7 +50,7 @@ EndingSignals::EndingSignals()
     notifier_ = std::make_unique<QSocketNotifier>(pipeEnds[0], QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
         notifier_->setEnabled(false);
-        QCoreApplication::quit();
+        QCoreApplication::exit(); // to quit would ask the window, which may not want to close
     });
     for (const int signal : ending) {
         handle(signal, &tell);
