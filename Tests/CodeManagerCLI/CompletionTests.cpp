@@ -56,10 +56,8 @@ const std::string common = "--identity --json --version -h --help";
 
 TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
-    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity scan service model size trash completion");
+    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity scan service model crucible size trash completion");
     EXPECT_EQ(offered("zyn-code-manager s"), "status scan service size");
-    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity service model crucible size trash completion");
-    EXPECT_EQ(offered("zyn-code-manager s"), "status service size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");
     EXPECT_EQ(offered("zyn-code-manager completion ''"), "bash zsh fish");
