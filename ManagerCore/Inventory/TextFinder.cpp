@@ -1,13 +1,10 @@
 #include "ManagerCore/Inventory/TextFinder.h"
 
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstring>
-#include <tuple>
+#include <optional>
 #include <utility>
-#include <vector>
 
 namespace ManagerCore
 {
@@ -15,28 +12,15 @@ namespace ManagerCore
 namespace
 {
 
-// Sixteen bytes: what every processor that the program is built for compares at once.
+// Bytes that a processor compares at once: every one that the program is built for these, newer ones twice as many.
 using Lanes [[gnu::vector_size(16)]] = std::uint8_t;
-using Matches [[gnu::vector_size(16)]] = std::int8_t;
-constexpr std::size_t blockSize = 4 * sizeof(Lanes); // places looked at together
+#ifdef __x86_64__
+using WideLanes [[gnu::vector_size(32)]] = std::uint8_t;
+#endif
+constexpr std::size_t blockSize = 128; // places looked at together
 
 // How many near misses in one search are put up with before a search that nothing can slow down takes over.
 constexpr unsigned patienceAtFirst = 64;
-
-Lanes lanesAt(const char* bytes)
-{
-    Lanes lanes {};
-    std::memcpy(&lanes, bytes, sizeof lanes);
-    return lanes;
-}
-
-Lanes allOf(char byte) { return Lanes {} + static_cast<std::uint8_t>(byte); }
-
-bool anyIn(Matches matches)
-{
-    const auto halves = std::bit_cast<std::array<std::uint64_t, 2>>(matches);
-    return (halves[0] | halves[1]) != 0;
-}
 
 // How often a byte is met in programs, roughly: zeros and instructions, then the letters of texts, then the rest.
 int commonness(char byte)
@@ -48,15 +32,16 @@ int commonness(char byte)
     return (byte >= 'a' && byte <= 'z') || byte == '_' || byte == ' ' ? 1 : 0;
 }
 
-// The places of the two rarest bytes, different ones where there are any.
-std::pair<std::size_t, std::size_t> rarestIn(const std::string& text)
+// The place of the rarest byte that is not `other`; nothing when there is no such byte.
+std::optional<std::size_t> rarestBut(std::optional<char> other, const std::string& text)
 {
-    std::vector<std::size_t> places(text.size());
-    std::ranges::generate(places, [next = std::size_t {0}]() mutable { return next++; });
-    std::ranges::stable_sort(places, {}, [&text](std::size_t place) { return commonness(text[place]); });
-    const auto other
-        = std::ranges::find_if(places, [&](std::size_t place) { return text[place] != text[places.front()]; });
-    return {places.front(), other == places.end() ? text.size() - 1 : *other};
+    std::optional<std::size_t> rarest;
+    for (std::size_t place = 0; place < text.size(); place++) {
+        if (text[place] != other && (!rarest || commonness(text[place]) < commonness(text[*rarest]))) {
+            rarest = place;
+        }
+    }
+    return rarest;
 }
 
 // Two bytes and where they stand behind the place where a text begins.
@@ -67,18 +52,35 @@ struct Pair {
     std::size_t secondAt;
 };
 
-// The first block at or behind `place` in which the pair stands where it would for at least one place; the last whole
-// block's end when there is none.
-std::size_t nextSuspect(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair)
+template <class Matches> [[gnu::always_inline]] inline bool anyIn(const Matches& matches)
 {
-    const Lanes first = allOf(pair.first);
-    const Lanes second = allOf(pair.second);
+    std::array<std::uint64_t, sizeof(Matches) / sizeof(std::uint64_t)> words {};
+    std::memcpy(words.data(), &matches, sizeof matches);
+    std::uint64_t any = 0;
+    for (const std::uint64_t word : words) {
+        any |= word;
+    }
+    return any != 0;
+}
+
+// The first block at or behind `place` in which the pair stands where it would for at least one place; the last whole
+// block's end when there is none. Inlined, so that it is compiled for the processor of its caller.
+template <class Vector>
+[[gnu::always_inline]] inline std::size_t
+nextSuspectBy(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair)
+{
+    const Vector first = Vector {} + static_cast<std::uint8_t>(pair.first);
+    const Vector second = Vector {} + static_cast<std::uint8_t>(pair.second);
     for (; place + blockSize <= places; place += blockSize) {
         const char* const firsts = bytes.data() + place + pair.firstAt;
         const char* const seconds = bytes.data() + place + pair.secondAt;
-        Matches matches {};
-        for (std::size_t at = 0; at < blockSize; at += sizeof(Lanes)) {
-            matches |= (lanesAt(firsts + at) == first) & (lanesAt(seconds + at) == second);
+        decltype(first == second) matches {};
+        for (std::size_t at = 0; at < blockSize; at += sizeof(Vector)) {
+            Vector left {};
+            Vector right {};
+            std::memcpy(&left, firsts + at, sizeof left);
+            std::memcpy(&right, seconds + at, sizeof right);
+            matches |= (left == first) & (right == second);
         }
         if (anyIn(matches)) {
             break;
@@ -87,12 +89,32 @@ std::size_t nextSuspect(std::string_view bytes, std::size_t place, std::size_t p
     return place;
 }
 
+using NextSuspect = std::size_t (*)(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair);
+
+std::size_t nextSuspectAnywhere(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair)
+{
+    return nextSuspectBy<Lanes>(bytes, place, places, pair);
+}
+
+#ifdef __x86_64__
+[[gnu::target("avx2")]] std::size_t
+nextSuspectWithAvx2(std::string_view bytes, std::size_t place, std::size_t places, const Pair& pair)
+{
+    return nextSuspectBy<WideLanes>(bytes, place, places, pair);
+}
+
+NextSuspect nextSuspectHere() { return __builtin_cpu_supports("avx2") ? &nextSuspectWithAvx2 : &nextSuspectAnywhere; }
+#else
+NextSuspect nextSuspectHere() { return &nextSuspectAnywhere; }
+#endif
+
 } // namespace
 
 TextFinder::TextFinder(std::string text)
     : text_(std::move(text))
+    , first_(rarestBut(std::nullopt, text_).value_or(0))
+    , second_(rarestBut(text_[first_], text_).value_or(text_.size() - 1))
 {
-    std::tie(first_, second_) = rarestIn(text_);
 }
 
 bool TextFinder::occursIn(std::string_view bytes) const
@@ -102,6 +124,7 @@ bool TextFinder::occursIn(std::string_view bytes) const
     }
     const std::size_t places = bytes.size() - text_.size() + 1; // where it could begin
     const Pair pair {.first = text_[first_], .second = text_[second_], .firstAt = first_, .secondAt = second_};
+    static const NextSuspect nextSuspect = nextSuspectHere();
     unsigned patience = patienceAtFirst;
     std::size_t place = nextSuspect(bytes, 0, places, pair);
     while (place + blockSize <= places && patience > 0) {

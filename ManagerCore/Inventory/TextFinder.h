@@ -22,8 +22,8 @@ private:
     std::string text_;
     // Two bytes of the text that programs hold seldom, by their places in it: where they do not stand, nothing more
     // need be compared.
-    std::size_t first_ = 0;
-    std::size_t second_ = 0;
+    std::size_t first_;
+    std::size_t second_;
 };
 
 } // namespace ManagerCore
