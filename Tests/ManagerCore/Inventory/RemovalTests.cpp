@@ -352,11 +352,20 @@ void fill(const fs::path& volume)
     }
 }
 
-TEST_F(RemovalTest, aFullVolumeKeepsItsItemsAndTheOthersAreMoved)
+// With and without a Trash that was there before.
+class FullVolumeTest : public RemovalTest, public testing::WithParamInterface<bool>
+{
+};
+
+TEST_P(FullVolumeTest, keepsItsItemsAndTheOthersAreMoved)
 {
     const TestSupport::MountedVolume volume(scratch() / "small drive", "ext4", 8);
     if (!volume.mounted()) {
         GTEST_SKIP() << "mounting a volume takes root";
+    }
+    if (GetParam()) {
+        write(volume.path() / "earlier", "x");
+        ASSERT_TRUE(Remover::trash({volume.path() / "earlier"}).front().trashed);
     }
     const fs::path kept = volume.path() / "models/zyn";
     write(kept / "weights", "weights");
@@ -365,7 +374,7 @@ TEST_F(RemovalTest, aFullVolumeKeepsItsItemsAndTheOthersAreMoved)
     fill(volume.path());
     const std::vector<FoundItem> items = scan(identity);
     ASSERT_THAT(urlsOf(items), Contains(kept));
-    const Snapshot before = snapshotOf(kept.parent_path());
+    const Snapshot before = snapshotOf(volume.path());
 
     const fs::path app = home() / "Applications/Zyn.app";
     const fs::path logs = home() / "Library/Logs/zyn";
@@ -375,12 +384,16 @@ TEST_F(RemovalTest, aFullVolumeKeepsItsItemsAndTheOthersAreMoved)
     const std::vector<Remover::Result> results = Remover::trash({app, kept, logs});
     EXPECT_TRUE(results[0].trashed);
     EXPECT_FALSE(results[1].trashed);
-    EXPECT_THAT(results[1].error.value_or(""), testing::StartsWith("“zyn” couldn’t be moved to the trash"));
+    EXPECT_EQ(results[1].error, "“zyn” couldn’t be moved to the trash because the volume is full.");
     EXPECT_TRUE(results[2].trashed);
-    EXPECT_EQ(snapshotOf(kept.parent_path()), before);
+    EXPECT_EQ(snapshotOf(volume.path()), before);
     EXPECT_THAT(found(identity), Contains(kept.string()));
     EXPECT_EQ(scan(identity).size(), items.size() - 2);
 }
+
+INSTANTIATE_TEST_SUITE_P(Trash, FullVolumeTest, testing::Bool(), [](const auto& info) {
+    return info.param ? "thatWasThere" : "thatIsNotThereYet";
+});
 
 TEST_F(RemovalTest, aReadOnlyVolumeKeepsItsItemsAndTheOthersAreMoved)
 {
