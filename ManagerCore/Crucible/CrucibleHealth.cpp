@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <iterator>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,7 +32,8 @@ bool resolves(int folder, const char* name, const std::filesystem::path& target)
     return (errno == EACCES || errno == ELOOP) && FilePath::exists(target);
 }
 
-void look(const std::filesystem::path& root,
+// `place` is the folder's path.
+void look(const std::filesystem::path& place,
           const TreeWalk::Folder& folder,
           const TreeWalk::Entry& entry,
           std::vector<Finding>& findings)
@@ -42,9 +44,9 @@ void look(const std::filesystem::path& root,
         return;
     }
     const std::string_view destination(buffer.data(), static_cast<std::size_t>(length));
-    Finding finding {.link = FilePath::appending(root, TreeWalk::pathOf(folder, entry))};
-    finding.target = destination.front() == '/' ? FilePath::fromText(destination)
-                                                : FilePath::appending(FilePath::parent(finding.link), destination);
+    Finding finding {.link = FilePath::appending(place, entry.name)};
+    finding.target
+        = destination.front() == '/' ? FilePath::fromText(destination) : FilePath::appending(place, destination);
     finding.resolves = resolves(folder.descriptor, entry.terminatedName(), finding.target);
     findings.push_back(std::move(finding));
 }
@@ -55,9 +57,13 @@ std::vector<Finding> scan(const std::filesystem::path& root)
 {
     std::array<std::vector<Finding>, TreeWalk::lanes> found;
     TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
+        std::optional<std::filesystem::path> place;
         for (const TreeWalk::Entry& entry : folder.entries) {
             if (entry.kind == TreeWalk::Kind::link) {
-                look(root, folder, entry, found.at(lane));
+                if (!place) {
+                    place = FilePath::appending(root, folder.path);
+                }
+                look(*place, folder, entry, found.at(lane));
             }
         }
     });

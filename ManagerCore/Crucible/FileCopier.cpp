@@ -99,6 +99,10 @@ FileCopier::Outcome FileCopier::copyStretch(int source, int destination, Stretch
 
 FileCopier::Outcome FileCopier::copyPiece(int source, int destination, off_t offset, std::size_t size)
 {
+    if (Platform::Copying::copyInside(source, destination, offset, size)) {
+        return {};
+    }
+    // What went wrong, if anything did, shows here and tells which side it was.
     std::size_t filled = 0;
     while (filled < size) {
         const ssize_t count = patiently([&] {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <ctime>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -23,6 +24,10 @@ NewFile makeFile(int source, int folder, const char* name, bool clone);
 
 // Whether files like the open `source` can be cloned into the open folder, which stays as it is.
 bool canClone(int source, int folder);
+
+// Copies the stretch to the same place without the bytes passing through this program, which halves the work of the
+// processor. False when not all of it could be copied in that way; some of it may have been.
+bool copyInside(int source, int destination, off_t offset, std::size_t size);
 
 // Begins to write the stretch to the disk, so that the flush at the end is short. Not waited for.
 void startWriteBack(int file, off_t begin, off_t length);

@@ -54,10 +54,10 @@ INSTANTIATE_TEST_SUITE_P(Safety, EachErrorOfAMove, ::testing::ValuesIn(SafetyTes
 TEST_F(MoveSafetyTest, ACopyThatLacksABlockIsNotTakenForGood)
 {
     prepare();
-    const long writes = callsOf(command()).at("pwrite");
+    const long writes = callsOf(command()).at("copy_file_range");
     for (long nth = 1; nth <= writes; nth++) {
         prepare();
-        const Proc::Out out = run(command(), "pwrite:" + std::to_string(nth) + ":skip");
+        const Proc::Out out = run(command(), "copy_file_range:" + std::to_string(nth) + ":skip");
         SCOPED_TRACE(std::to_string(nth) + ": " + out.stdout + out.stderr);
         EXPECT_THAT(out.stderr, StartsWith("Copy verification FAILED ("));
         EXPECT_THAT(
@@ -77,7 +77,8 @@ TEST_F(MoveSafetyTest, CtrlCStopsTheCopyAndLeavesTheOriginal)
     for (const bool terminal : {false, true}) {
         std::vector<std::string> words = command();
         words.insert(words.begin(), program());
-        Running run(words, {.environment = environment("pwrite:*:delay=100"), .folder = home(), .terminal = terminal});
+        Running run(
+            words, {.environment = environment("copy_file_range:*:delay=100"), .folder = home(), .terminal = terminal});
         while (!fs::exists(copy() / "big")) {
             std::this_thread::sleep_for(5ms);
         }
@@ -103,7 +104,7 @@ TEST_F(MoveSafetyTest, ASecondCtrlCEndsItAtOnce)
     prepare();
     std::vector<std::string> words = command();
     words.insert(words.begin(), program());
-    Running run(words, {.environment = environment("pwrite:1:delay=20000"), .folder = home()});
+    Running run(words, {.environment = environment("copy_file_range:1:delay=20000"), .folder = home()});
     while (!fs::exists(copy())) {
         std::this_thread::sleep_for(5ms);
     }

@@ -2,7 +2,7 @@
 //
 //   TEST_FAULTS=CALL:N:ACTION   the Nth call of that kind ("*": every one; CALL "any": of all those that change
 //                               something) does ACTION: "errno=5", "kill" before the call, "skip" (says that it wrote
-//                               and does not), "delay=50" milliseconds first
+//                               and does not), "delay=50" milliseconds first; several with ";" between them
 //   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line
 //
 // Calls on the three standard streams are left alone.
@@ -34,14 +34,31 @@ struct Plan {
     long nth = 0; // 0 is every one
     char action[32] = {};
     bool any = false;
+    std::atomic<long> calls = 0;
 };
 
-Plan plan;
-std::atomic<long> calls = 0;
+std::array<Plan, 4> plans;
 int logFile = -1;
 
+// A plan from the text up to its end or the next semicolon, behind which it gives what is left.
+const char* readPlan(Plan& plan, const char* text)
+{
+    const char* end = std::strchr(text, ';');
+    const char* first = std::strchr(text, ':');
+    const char* second = first != nullptr ? std::strchr(first + 1, ':') : nullptr;
+    if (second != nullptr) {
+        std::memcpy(plan.call, text, static_cast<std::size_t>(first - text));
+        plan.nth = first[1] == '*' ? 0 : std::strtol(first + 1, nullptr, 10);
+        const std::size_t length
+            = end != nullptr ? static_cast<std::size_t>(end - second - 1) : std::strlen(second + 1);
+        std::memcpy(plan.action, second + 1, length);
+        plan.any = std::strcmp(plan.call, "any") == 0;
+    }
+    return end != nullptr ? end + 1 : nullptr;
+}
+
 // Before main and before the other libraries start.
-__attribute__((constructor)) void readPlan()
+__attribute__((constructor)) void readPlans()
 {
     const char* text = std::getenv("TEST_FAULTS");
     const char* log = std::getenv("TEST_FAULTS_LOG");
@@ -49,15 +66,9 @@ __attribute__((constructor)) void readPlan()
         logFile
             = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     }
-    const char* first = text != nullptr ? std::strchr(text, ':') : nullptr;
-    const char* second = first != nullptr ? std::strchr(first + 1, ':') : nullptr;
-    if (second == nullptr) {
-        return;
+    for (std::size_t index = 0; text != nullptr && index < plans.size(); index++) {
+        text = readPlan(plans[index], text);
     }
-    std::memcpy(plan.call, text, static_cast<std::size_t>(first - text));
-    plan.nth = first[1] == '*' ? 0 : std::strtol(first + 1, nullptr, 10);
-    std::strncpy(plan.action, second + 1, sizeof plan.action - 1);
-    plan.any = std::strcmp(plan.call, "any") == 0;
 }
 
 void note(const char* call)
@@ -73,31 +84,38 @@ void note(const char* call)
 
 enum class Turn : std::uint8_t { goOn, fail, skip };
 
-// Whether this is the call that is meant, and what becomes of it.
+Turn carryOut(const char* action)
+{
+    if (std::strncmp(action, "errno=", 6) == 0) {
+        errno = std::atoi(action + 6);
+        return Turn::fail;
+    }
+    if (std::strncmp(action, "delay=", 6) == 0) {
+        const long milliseconds = std::atol(action + 6);
+        const timespec time {.tv_sec = milliseconds / 1000, .tv_nsec = milliseconds % 1000 * 1000000};
+        ::nanosleep(&time, nullptr);
+    } else if (std::strcmp(action, "kill") == 0) {
+        ::syscall(SYS_kill, ::syscall(SYS_getpid), SIGKILL);
+    } else if (std::strcmp(action, "skip") == 0) {
+        return Turn::skip;
+    }
+    return Turn::goOn;
+}
+
+// What becomes of this call.
 Turn turn(const char* call, bool changes)
 {
     const int kept = errno;
     note(call);
     errno = kept;
-    if (plan.action[0] == '\0' || (plan.any ? !changes : std::strcmp(plan.call, call) != 0)) {
-        return Turn::goOn;
-    }
-    const long number = ++calls;
-    if (plan.nth != 0 && number != plan.nth) {
-        return Turn::goOn;
-    }
-    if (std::strncmp(plan.action, "errno=", 6) == 0) {
-        errno = std::atoi(plan.action + 6);
-        return Turn::fail;
-    }
-    if (std::strncmp(plan.action, "delay=", 6) == 0) {
-        const long milliseconds = std::atol(plan.action + 6);
-        const timespec time {.tv_sec = milliseconds / 1000, .tv_nsec = milliseconds % 1000 * 1000000};
-        ::nanosleep(&time, nullptr);
-    } else if (std::strcmp(plan.action, "kill") == 0) {
-        ::syscall(SYS_kill, ::syscall(SYS_getpid), SIGKILL);
-    } else if (std::strcmp(plan.action, "skip") == 0) {
-        return Turn::skip;
+    for (Plan& plan : plans) {
+        if (plan.action[0] == '\0' || (plan.any ? !changes : std::strcmp(plan.call, call) != 0)) {
+            continue;
+        }
+        const long number = ++plan.calls;
+        if (plan.nth == 0 || number == plan.nth) {
+            return carryOut(plan.action);
+        }
     }
     return Turn::goOn;
 }
@@ -164,6 +182,11 @@ FAULTY_OPEN(openat64, "openat", (int folder, const char* path, int flags, ...), 
 
 FAULTY_WRITE(write, "write", (int file, const void* bytes, size_t size), (file, bytes, size))
 FAULTY_WRITE(pwrite, "pwrite", (int file, const void* bytes, size_t size, off_t offset), (file, bytes, size, offset))
+FAULTY_WRITE(copy_file_range,
+             "copy_file_range",
+             (int source, off64_t* from, int file, off64_t* to, size_t size, unsigned flags),
+             (source, from, file, to, size, flags))
+FAULTY_WRITE(sendfile, "sendfile", (int file, int source, off_t* from, size_t size), (file, source, from, size))
 FAULTY_AS(ssize_t, read, "read", false, (int file, void* bytes, size_t size), (file, bytes, size))
 FAULTY_AS(
     ssize_t, pread, "pread", false, (int file, void* bytes, size_t size, off_t offset), (file, bytes, size, offset))

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <sys/sendfile.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
@@ -138,6 +139,31 @@ bool canClone(int source, int folder)
     const bool cloned = ::ioctl(unnamed, FICLONE, source) == 0;
     ::close(unnamed);
     return cloned;
+}
+
+bool copyInside(int source, int destination, off_t offset, std::size_t size)
+{
+    off_t from = offset;
+    off_t to = offset;
+    while (size > 0) {
+        const ssize_t count = ::copy_file_range(source, &from, destination, &to, size, 0);
+        if (count <= 0) {
+            break;
+        }
+        size -= static_cast<std::size_t>(count);
+    }
+    // Between two file systems there is only the other way.
+    if (size > 0 && ::lseek(destination, to, SEEK_SET) != to) {
+        return false;
+    }
+    while (size > 0) {
+        const ssize_t count = ::sendfile(destination, source, &from, size);
+        if (count <= 0) {
+            return false;
+        }
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
 }
 
 void startWriteBack(int file, off_t begin, off_t length)

@@ -61,6 +61,9 @@ bool canClone(int source, int folder)
         && ::fstatfs(folder, &volume) == 0 && clonesFiles(volume);
 }
 
+// There is no such call here.
+bool copyInside(int /*source*/, int /*destination*/, off_t /*offset*/, std::size_t /*size*/) { return false; }
+
 // The system writes back by itself soon enough; there is no call that only begins to.
 void startWriteBack(int /*file*/, off_t /*begin*/, off_t /*length*/) { }
 

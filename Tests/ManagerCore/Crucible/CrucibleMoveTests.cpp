@@ -234,6 +234,42 @@ TEST_F(CrucibleMoveTest, holesStayHolesAndDataNeverBecomesOne)
     EXPECT_EQ(fs::file_size(copy() / "sparse"), 64U << 20);
 }
 
+TEST_F(CrucibleMoveTest, oddNamesMove)
+{
+    for (const char* name : {"line\nbreak", "quote\"'", "caf\xE9", " ", "-rf", "ü=#", "trail ", "..."}) {
+        write(from() / name / name, name);
+        const Outcome outcome = CrucibleMove::relocate(from() / name, from(), to());
+        EXPECT_TRUE(outcome.ok) << outcome.message;
+        EXPECT_EQ(read(to() / name / name), name);
+        EXPECT_EQ(fs::read_symlink(from() / name), to() / name);
+    }
+}
+
+TEST_F(CrucibleMoveTest, namedPipesMoveAndNobodyWaitsForThem)
+{
+    fs::create_directories(node());
+    ASSERT_EQ(::mkfifo((node() / "pipe").c_str(), 0640), 0);
+    makeLink(node() / "link", "pipe");
+    const auto before = SampleTree::contents(node());
+    EXPECT_TRUE(move().ok);
+    EXPECT_EQ(SampleTree::contents(copy()), before);
+    EXPECT_TRUE(fs::is_fifo(copy() / "pipe"));
+}
+
+TEST_F(CrucibleMoveTest, linksInTheNodeAreMovedAsLinksWhereverTheyLead)
+{
+    write(scratch() / "outside/file", "not part of it");
+    makeLink(node() / "out", scratch() / "outside");
+    makeLink(node() / "up", "..");
+    makeLink(node() / "self", ".");
+    makeLink(node() / "loop", "loop");
+    EXPECT_TRUE(move().ok);
+    EXPECT_EQ(fs::read_symlink(copy() / "out"), scratch() / "outside");
+    EXPECT_EQ(fs::read_symlink(copy() / "up"), "..");
+    EXPECT_EQ(fs::read_symlink(copy() / "loop"), "loop");
+    EXPECT_EQ(read(scratch() / "outside/file"), "not part of it");
+}
+
 TEST_F(CrucibleMoveTest, readOnlyFoldersAndFilesMove)
 {
     write(node() / "closed/file", "x");
