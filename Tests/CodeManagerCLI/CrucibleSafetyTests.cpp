@@ -47,6 +47,27 @@ TEST_P(EachErrorOfAMove, WhateverCallFailsNothingIsLost)
     }
 }
 
+// Where the system does not copy by itself the program reads and writes.
+TEST_P(EachErrorOfAMove, WhateverReadOrWriteFailsNothingIsLost)
+{
+    for (const std::string call : {"pread", "pwrite", "sendfile"}) {
+        for (const char* nth : {"1", "4", "9", "*"}) {
+            prepare();
+            std::string fault = errnoFault("copy_file_range", "*", EXDEV) + ";" + errnoFault(call, nth, GetParam());
+            if (call != "sendfile") {
+                fault += ";" + errnoFault("sendfile", "*", EINVAL);
+            }
+            const Proc::Out out = run(command(), fault);
+            SCOPED_TRACE(fault + ": " + std::to_string(out.code) + " " + out.stdout + out.stderr);
+            EXPECT_EQ(out.ok(), call == "sendfile") << "which is done in another way then";
+            expectNothingLost();
+            expectTruth(out);
+            runAgain();
+            ASSERT_FALSE(HasFailure());
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Safety, EachErrorOfAMove, ::testing::ValuesIn(SafetyTest::errors), [](const auto& info) {
     return strerrorname_np(info.param);
 });
