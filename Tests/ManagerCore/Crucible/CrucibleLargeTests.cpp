@@ -21,7 +21,7 @@ class LargeTest : public CrucibleTest, public ::testing::WithParamInterface<cons
 // More than ext4 can describe without blocks of its own, dense and with holes.
 TEST_P(LargeTest, TwoGigabytesMove)
 {
-    const MountedVolume volume(scratch() / "Vault", GetParam(), 3000);
+    const MountedVolume volume(scratch() / "Vault", GetParam(), 4000);
     if (!volume.mounted()) {
         GTEST_SKIP() << "mounting a volume takes root and mkfs." << GetParam();
     }
