@@ -243,10 +243,10 @@ int move(const Context& context, const Move& move, bool dryRun)
         TreeCopier::Watcher watcher([&bar](const TreeCopier::Progress& progress) {
             bar.show(progress.bytesDone, progress.bytesTotal, FilePath::lastComponent(progress.file));
         });
-        Signals::CleanStop stop([&watcher] { watcher.stop(); });
+        const Signals::CleanStop stop([&watcher] { watcher.stop(); });
         outcome = ManagerCore::CrucibleMove::relocate(node, from, to, &watcher);
         if (!outcome.ok) {
-            stop.wasHeeded();
+            Signals::CleanStop::wasHeeded();
         }
     }
     const int status = print(context, outcome, dryRun);

@@ -67,12 +67,12 @@ void addRows(std::vector<Row>& rows, const CrucibleTopology& topology, const Cru
 void addRows(std::vector<Row>& rows, const std::string& label, const CrucibleLink& link)
 {
     rows.push_back({label, link.link.string()});
-    if (!link.exists()) {
-        rows.push_back({"", "absent", Tone::bad});
-    } else {
+    if (link.target) {
         rows.push_back({"",
                         "-> " + link.target->string() + (link.resolves ? "" : " (dangling)"),
                         link.resolves ? Tone::good : Tone::bad});
+    } else {
+        rows.push_back({"", "absent", Tone::bad});
     }
 }
 

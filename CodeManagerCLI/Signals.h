@@ -26,7 +26,7 @@ public:
     CleanStop& operator=(const CleanStop&) = delete;
 
     // The work ended because of the signal: when all is said, the program ends by it.
-    void wasHeeded();
+    static void wasHeeded();
 };
 
 // The work is done and no child is left. From here on a signal ends the program at once.

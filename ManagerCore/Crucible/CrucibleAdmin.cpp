@@ -34,7 +34,7 @@ std::string canonicalPath(const fs::path& path)
     if (isDots(name)) {
         return FilePath::resolved(path).string(); // no name of its own to keep
     }
-    const std::string above = FilePath::resolved(FilePath::parent(path)).string();
+    std::string above = FilePath::resolved(FilePath::parent(path)).string();
     if (name.empty() || name == "/") {
         return above;
     }

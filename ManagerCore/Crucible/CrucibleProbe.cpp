@@ -41,6 +41,7 @@ void measure(std::vector<CrucibleSite>& sites)
         }
     }
     std::vector<std::pair<const std::filesystem::path, std::int64_t>*> places;
+    places.reserve(sizes.size());
     for (auto& place : sizes) {
         places.push_back(&place);
     }

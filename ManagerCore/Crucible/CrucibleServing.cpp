@@ -13,10 +13,11 @@ using CrucibleAdmin::Outcome;
 template <class Switch> Outcome withCurrent(const CrucibleTopology& topology, const CrucibleSite& site, Switch change)
 {
     const CrucibleSite* serving = current(topology);
-    if (serving == nullptr) {
+    const auto& target = topology.activeLink.target;
+    if (serving == nullptr || !target) {
         return {.ok = false, .message = unknownDrive};
     }
-    return change(topology.activeLink.link, *topology.activeLink.target, serving->real, site.real);
+    return change(topology.activeLink.link, *target, serving->real, site.real);
 }
 
 } // namespace

@@ -28,9 +28,9 @@ namespace ErrorText = Platform::ErrorText;
 constexpr unsigned filesAtOnce = 2;
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-bool isSame(const struct stat& one, const struct stat& other)
+bool isSame(const struct stat& left, const struct stat& right)
 {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
 OpenDescriptor openFolder(const fs::path& path) { return OpenDescriptor(::open(path.c_str(), folderFlags)); }

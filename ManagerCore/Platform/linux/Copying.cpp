@@ -33,23 +33,25 @@ public:
     {
     }
 
-    ssize_t list(char* buffer, std::size_t size) const
+    [[nodiscard]] ssize_t list(char* buffer, std::size_t size) const
     {
         return path_.empty() ? ::flistxattr(descriptor_, buffer, size) : ::llistxattr(path_.c_str(), buffer, size);
     }
-    ssize_t get(const std::string& name, char* buffer, std::size_t size) const
+    [[nodiscard]] ssize_t get(const std::string& name, char* buffer, std::size_t size) const
     {
         return path_.empty() ? ::fgetxattr(descriptor_, name.c_str(), buffer, size)
                              : ::lgetxattr(path_.c_str(), name.c_str(), buffer, size);
     }
-    int set(const std::string& name, const std::vector<char>& value) const
+    [[nodiscard]] int set(const std::string& name, const std::vector<char>& value) const
     {
         return path_.empty() ? ::fsetxattr(descriptor_, name.c_str(), value.data(), value.size(), 0)
                              : ::lsetxattr(path_.c_str(), name.c_str(), value.data(), value.size(), 0);
     }
-    int remove(const char* name) const
+    void remove(const char* name) const
     {
-        return path_.empty() ? ::fremovexattr(descriptor_, name) : ::lremovexattr(path_.c_str(), name);
+        // Not being there is what is wanted.
+        [[maybe_unused]] const int result
+            = path_.empty() ? ::fremovexattr(descriptor_, name) : ::lremovexattr(path_.c_str(), name);
     }
 
 private:
