@@ -19,12 +19,12 @@ std::vector<std::thread> start(unsigned count, const std::function<void()>& work
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
     std::vector<std::thread> threads;
     threads.reserve(count);
-    try {
-        while (threads.size() < count) {
+    while (threads.size() < count) {
+        try {
             threads.emplace_back([&work] { work(); });
+        } catch (const std::system_error&) {
+            break; // those that run do the same work
         }
-    } catch (const std::system_error&) {
-        // Those that run do the same work.
     }
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return threads;
