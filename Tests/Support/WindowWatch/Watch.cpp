@@ -1,0 +1,137 @@
+#include "Tests/Support/WindowWatch/Watch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+#include <utility>
+
+#include <glib.h>
+
+namespace WindowWatch
+{
+
+namespace
+{
+
+constexpr double perMillisecond = 1e6; // nanoseconds
+
+std::int64_t clockNow()
+{
+    timespec time {};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t {time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+// The most memory that the process ever held, in KiB.
+long peakMemory()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:")) {
+            return std::strtol(line.c_str() + std::strlen("VmHWM:"), nullptr, 10);
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+Watch Watch::watch_;
+
+void Watch::begin(std::string file, std::int64_t started)
+{
+    watch_.file_ = std::move(file);
+    watch_.started_ = started;
+    watch_.delayFile_ = ::open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+    watch_.entered_ = watch_.now();
+    g_main_context_set_poll_func(g_main_context_default(), [](GPollFD* entries, guint count, gint timeout) {
+        return pollWatched(entries, count, timeout);
+    });
+}
+
+int Watch::pollWatched(void* entries, unsigned count, int timeout)
+{
+    watch_.leave();
+    const int ready = g_poll(static_cast<GPollFD*>(entries), count, timeout);
+    const int error = errno;
+    watch_.enter();
+    errno = error;
+    return ready;
+}
+
+// The second number is the time for which the thread was ready and did not run.
+Watch::Moment Watch::now() const
+{
+    std::array<char, 96> text {};
+    Moment moment {.time = clockNow(), .delay = 0};
+    if (::pread(delayFile_, text.data(), text.size() - 1, 0) > 0) {
+        const char* const space = std::strchr(text.data(), ' ');
+        moment.delay = space != nullptr ? std::strtoll(space, nullptr, 10) : 0;
+    }
+    return moment;
+}
+
+void Watch::enter() { entered_ = now(); }
+
+void Watch::leave()
+{
+    if (firstFrame_ == 0) {
+        return;
+    }
+    rounds_++;
+    const Moment left = now();
+    const std::int64_t delay = left.delay - entered_.delay;
+    const Absence absence {.end = left.time - started_, .length = left.time - entered_.time - delay, .delay = delay};
+    const auto place
+        = std::ranges::find_if(longest_, [&absence](const Absence& known) { return known.length < absence.length; });
+    if (place == longest_.end()) {
+        return;
+    }
+    std::move_backward(place, longest_.end() - 1, longest_.end());
+    *place = absence;
+    write(); // the thread is not away meanwhile: what is measured is the program's own
+}
+
+void Watch::frameShown()
+{
+    if (watch_.firstFrame_ == 0) {
+        watch_.entered_ = watch_.now();
+        watch_.firstFrame_ = watch_.entered_.time;
+        watch_.delayBefore_ = watch_.entered_.delay;
+        write();
+    }
+}
+
+void Watch::write()
+{
+    const auto milliseconds = [](std::int64_t time) { return static_cast<double>(time) / perMillisecond; };
+    std::ostringstream text;
+    text << R"({"firstFrame": )";
+    if (watch_.firstFrame_ == 0) {
+        text << "null";
+    } else {
+        text << milliseconds(watch_.firstFrame_ - watch_.started_);
+    }
+    text << R"(, "delayBefore": )" << milliseconds(watch_.delayBefore_);
+    text << R"(, "rounds": )" << watch_.rounds_ << R"(, "peakKiB": )" << peakMemory() << R"(, "delayKnown": )"
+         << (watch_.delayFile_ >= 0 ? "true" : "false") << R"(, "longest": [)";
+    const char* separator = "";
+    for (const Absence& absence : watch_.longest_) {
+        text << separator << R"({"end": )" << milliseconds(absence.end) << R"(, "away": )"
+             << milliseconds(absence.length) << R"(, "delayed": )" << milliseconds(absence.delay) << "}";
+        separator = ", ";
+    }
+    text << "]}\n";
+    const std::string beside = watch_.file_ + ".new";
+    std::ofstream(beside) << text.str();
+    std::rename(beside.c_str(), watch_.file_.c_str());
+}
+
+} // namespace WindowWatch

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace WindowWatch
+{
+
+// How long the interface thread is away from its event loop: from the end of one wait for events to the beginning of
+// the next, without the time in which the thread was ready to run and only had no processor. Counted from the first
+// frame on. One for the process; all on the interface thread.
+class Watch
+{
+public:
+    // Begins to watch the calling thread. What is found out is written to `file` at each longer absence, whole or not
+    // at all. `started` is when the program was started, in nanoseconds of the monotonic clock.
+    static void begin(std::string file, std::int64_t started);
+
+    // A frame is on screen.
+    static void frameShown();
+    // Writes down what is known by now.
+    static void write();
+
+private:
+    struct Moment {
+        std::int64_t time = 0; // all in nanoseconds
+        std::int64_t delay = 0; // waited for a processor by then
+    };
+    struct Absence {
+        std::int64_t end = 0; // since the program was started
+        std::int64_t length = 0;
+        std::int64_t delay = 0; // that was not counted
+    };
+
+    static int pollWatched(void* entries, unsigned count, int timeout);
+    [[nodiscard]] Moment now() const;
+    void leave();
+    void enter();
+
+    static Watch watch_;
+
+    std::string file_;
+    std::int64_t started_ = 0;
+    std::int64_t firstFrame_ = 0; // 0: not yet
+    std::int64_t delayBefore_ = 0; // how long the thread had waited for a processor by the first frame
+    std::int64_t rounds_ = 0;
+    Moment entered_;
+    std::array<Absence, 5> longest_; // the longest first
+    int delayFile_ = -1;
+};
+
+} // namespace WindowWatch
