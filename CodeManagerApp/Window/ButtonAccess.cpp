@@ -77,7 +77,8 @@ public:
 
     [[nodiscard]] QAccessible::Role role() const override
     {
-        return item()->inherits("QQuickCheckBox") ? QAccessible::CheckBox : QAccessible::Button;
+        const auto set = static_cast<QAccessible::Role>(setting(item(), "role").toInt());
+        return set == QAccessible::NoRole ? QAccessible::Button : set;
     }
 
     [[nodiscard]] QAccessible::State state() const override
@@ -87,8 +88,9 @@ public:
         state.focusable = item()->isEnabled();
         state.focused = item()->hasActiveFocus();
         state.pressed = item()->property("pressed").toBool();
-        state.checkable = item()->property("checkable").toBool();
-        state.checked = item()->property("checked").toBool();
+        state.checkable = setting(item(), "checkable").toBool();
+        state.checked = setting(item(), "checked").toBool();
+        state.checkStateMixed = setting(item(), "checkStateMixed").toBool();
         state.invisible = !item()->isVisible() || item()->opacity() <= 0 || window() == nullptr;
         state.offscreen = state.invisible || !window()->geometry().intersects(rect());
         return state;
@@ -101,7 +103,8 @@ public:
 
     [[nodiscard]] QStringList actionNames() const override
     {
-        return {role() == QAccessible::CheckBox ? toggleAction() : pressAction(), setFocusAction()};
+        return role() == QAccessible::CheckBox ? QStringList {pressAction(), toggleAction(), setFocusAction()}
+                                               : QStringList {pressAction(), setFocusAction()};
     }
 
     // The views handle the actions; what is disabled does nothing.
@@ -128,8 +131,9 @@ private:
 QAccessibleInterface* buttonAccess(const QString& className, QObject* object)
 {
     auto* const item = qobject_cast<QQuickItem*>(object);
-    const bool ours = className == QLatin1String("QQuickButton") || className == QLatin1String("QQuickCheckBox");
-    return ours && item != nullptr ? new ButtonAccess(item) : nullptr;
+    const bool ours = item != nullptr && className == QLatin1String("QQuickAbstractButton")
+        && !item->inherits("QQuickItemDelegate"); // a row, which has more in it
+    return ours ? new ButtonAccess(item) : nullptr;
 }
 
 } // namespace CodeManagerApp
