@@ -6,7 +6,7 @@ from support.window import PANES, Role, State
 
 NAMED = (Role.PUSH_BUTTON, Role.TOGGLE_BUTTON, Role.CHECK_BOX, Role.RADIO_BUTTON, Role.LIST_ITEM, Role.TEXT, Role.ENTRY,
          Role.HEADING, Role.LABEL, Role.LIST, Role.PROGRESS_BAR, Role.DIALOG, Role.COMBO_BOX, Role.TABLE_CELL)
-PRESSED = (Role.PUSH_BUTTON, Role.LIST_ITEM)
+PRESSED = (Role.PUSH_BUTTON, Role.LIST_ITEM, Role.CHECK_BOX)
 
 
 class Everything(WindowTest):

@@ -105,16 +105,21 @@ class Keyboard(PaneTest):
         until(lambda: self.desktop.picture().part(place) != before.part(place), f"the focus on {node} can be seen")
 
     def expected(self, window):
-        """Of what is shown: the sidebar's one stop, then every control that can be used and every row to be read."""
+        """Of what is shown: the sidebar's one stop, then every control that can be used. What is in a row of a list is
+        reached from the row, and the rows by the arrows."""
         names = []
-        for node in window.root.walk():
-            if not node.shown:
-                continue
-            role, name = node.role, node.name
-            if role == Role.LIST_ITEM and node.selected or role == Role.TEXT:
-                names.append(name)
-            elif role == Role.PUSH_BUTTON and not node.description:
-                names.append(name)
+
+        def look(node, in_row):
+            role = node.role
+            if node.shown and not in_row:
+                if role == Role.LIST_ITEM and node.selected and node.name in PANES or role == Role.TEXT:
+                    names.append(node.name)
+                elif role in (Role.PUSH_BUTTON, Role.CHECK_BOX) and node.enabled:
+                    names.append(node.name)
+            for child in node.children:
+                look(child, in_row or role == Role.LIST_ITEM)
+
+        look(window.root, False)
         return names
 
     def test_every_control_of_every_pane_is_reached_and_shows_it(self):

@@ -52,10 +52,13 @@ class Stalls(WindowTest):
     def every_pane(self, window):
         for number, title in enumerate(PANES, 1):
             window.keys(f"ctrl+{number}")
-            until(lambda: window.pane() == title, f"{title} is shown")
+            self.expect_pane(window, title)
         for row in window.pane_rows():
             window.click(row)
-            until(lambda: window.pane() == row.name, f"{row.name} is shown")
+            self.expect_pane(window, row.name)
+
+    def expect_pane(self, window, title):
+        until(lambda: window.pane() == title, lambda: f"{title} is shown:\n{window.outline()}", PATIENCE)
 
     def services(self, window):
         window.open_pane("Services")

@@ -104,7 +104,7 @@ class Desktop:
 
     def hide_pointer(self):
         """Out of the way, so that nothing is hovered over."""
-        subprocess.run(["xdotool", "mousemove", "--sync", "10000", "10000"], check=True, timeout=20)
+        subprocess.run(["xdotool", "mousemove", "10000", "10000"], check=True, timeout=20)
 
     def close(self):
         for process in reversed(self._processes):

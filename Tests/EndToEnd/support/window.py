@@ -245,15 +245,15 @@ class Window:
     def keys(self, *keys):
         subprocess.run(["xdotool", "key", "--delay", "0", *keys], check=True, timeout=20)
 
-    def click(self, node, button=1):
+    def click(self, node):
+        """Once the tool tip of where the pointer was before is gone, which may cover it."""
         left, top, width, height = node.place
-        self.click_at(left + width // 2, top + height // 2, button)
-
-    def click_at(self, x, y, button=1):
-        subprocess.run(["xdotool", "mousemove", "--sync", str(x), str(y), "click", str(button)], check=True, timeout=20)
+        self.point_at(left + width // 2, top + height // 2)
+        until(lambda: not [tip for tip in self.all(Role.TOOL_TIP) if tip.shown], "no tool tip is in the way")
+        subprocess.run(["xdotool", "click", "1"], check=True, timeout=20)
 
     def point_at(self, x, y):
-        subprocess.run(["xdotool", "mousemove", "--sync", str(x), str(y)], check=True, timeout=20)
+        subprocess.run(["xdotool", "mousemove", str(x), str(y)], check=True, timeout=20)
 
     def open_pane(self, title):
         self.find(Role.LIST_ITEM, title).press()
