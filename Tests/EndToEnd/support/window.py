@@ -246,11 +246,19 @@ class Window:
         subprocess.run(["xdotool", "key", "--delay", "0", *keys], check=True, timeout=20)
 
     def click(self, node):
-        """Once the tool tip of where the pointer was before is gone, which may cover it."""
+        """Once the tool tip of where the pointer was before is gone, if it covers the place."""
         left, top, width, height = node.place
-        self.point_at(left + width // 2, top + height // 2)
-        until(lambda: not [tip for tip in self.all(Role.TOOL_TIP) if tip.shown], "no tool tip is in the way")
+        x, y = left + width // 2, top + height // 2
+        self.point_at(x, y)
+        until(lambda: not self._covered(x, y), "no tool tip is in the way")
         subprocess.run(["xdotool", "click", "1"], check=True, timeout=20)
+
+    def _covered(self, x, y):
+        for tip in self.all(Role.TOOL_TIP):
+            left, top, width, height = tip.place
+            if tip.shown and left <= x < left + width and top <= y < top + height:
+                return True
+        return False
 
     def point_at(self, x, y):
         subprocess.run(["xdotool", "mousemove", str(x), str(y)], check=True, timeout=20)
