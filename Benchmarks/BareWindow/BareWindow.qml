@@ -20,12 +20,14 @@ Window {
             model: 8
 
             T.ItemDelegate {
+                id: row
+
                 required property int index
 
                 width: 204
                 implicitHeight: 30
                 contentItem: T.Label {
-                    text: "Row " + parent.index
+                    text: "Row " + row.index
                 }
                 background: Rectangle {
                     radius: 7
@@ -56,10 +58,12 @@ Window {
                 model: 5
 
                 RowLayout {
+                    id: line
+
                     required property int index
 
                     T.Label {
-                        text: "Label " + parent.index
+                        text: "Label " + line.index
                         Layout.preferredWidth: 130
                     }
 

@@ -1,13 +1,14 @@
 // Watches the window of the program that it is loaded into: WINDOW_WATCH_FILE names the file that tells what was seen,
 // WINDOW_WATCH_STARTED when the program was started, in nanoseconds of the monotonic clock.
 
+#include "Tests/Support/WindowWatch/Plugin.h"
+
 #include <cstdio>
 #include <cstdlib>
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
-#include <QGenericPlugin>
 #include <QQuickWindow>
 
 #include "Tests/Support/WindowWatch/Watch.h"
@@ -39,29 +40,20 @@ public:
 
 } // namespace
 
-class WindowWatchPlugin : public QGenericPlugin
+QObject* WindowWatchPlugin::create(const QString& /*name*/, const QString& /*specification*/)
 {
-    Q_OBJECT
-    Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "window-watch.json")
-
-public:
-    QObject* create(const QString& /*name*/, const QString& /*specification*/) override
-    {
-        const char* const file = std::getenv("WINDOW_WATCH_FILE");
-        const char* const started = std::getenv("WINDOW_WATCH_STARTED");
-        const auto* const dispatcher = QAbstractEventDispatcher::instance();
-        if (file == nullptr || started == nullptr || dispatcher == nullptr
-            || !dispatcher->inherits("QEventDispatcherGlib")) {
-            std::fputs("The window cannot be watched: its event loop is not GLib's, or no file is named.\n", stderr);
-            return nullptr;
-        }
-        WindowWatch::Watch::begin(file, std::strtoll(started, nullptr, 10));
-        auto* const first = new FirstWindow;
-        QCoreApplication* const application = QCoreApplication::instance();
-        application->installEventFilter(first);
-        connect(application, &QCoreApplication::aboutToQuit, first, [] { WindowWatch::Watch::write(); });
-        return first;
+    const char* const file = std::getenv("WINDOW_WATCH_FILE");
+    const char* const started = std::getenv("WINDOW_WATCH_STARTED");
+    const auto* const dispatcher = QAbstractEventDispatcher::instance();
+    if (file == nullptr || started == nullptr || dispatcher == nullptr
+        || !dispatcher->inherits("QEventDispatcherGlib")) {
+        std::fputs("The window cannot be watched: its event loop is not GLib's, or no file is named.\n", stderr);
+        return nullptr;
     }
-};
-
-#include "Plugin.moc"
+    WindowWatch::Watch::begin(file, std::strtoll(started, nullptr, 10));
+    auto* const first = new FirstWindow;
+    QCoreApplication* const application = QCoreApplication::instance();
+    application->installEventFilter(first);
+    connect(application, &QCoreApplication::aboutToQuit, first, [] { WindowWatch::Watch::write(); });
+    return first;
+}
