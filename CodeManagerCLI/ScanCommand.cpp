@@ -116,7 +116,7 @@ int run(const Context& context)
     if (context.json) {
         printJson(context.output, items);
     } else if (items.empty()) {
-        context.output.line("Nothing installed for " + product.identity.display);
+        context.output.line("Nothing installed for " + product.identity.name);
     } else {
         print(context.output, items);
     }

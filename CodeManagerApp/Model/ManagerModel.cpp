@@ -65,16 +65,6 @@ void ManagerModel::checkThread() const
     Q_ASSERT_X(QThread::currentThread() == thread(), "ManagerModel", "is used on the interface thread only");
 }
 
-template <typename Value> void ManagerModel::change(Value& field, Value value, void (ManagerModel::*changed)())
-{
-    checkThread();
-    if (field == value) {
-        return;
-    }
-    field = std::move(value);
-    Q_EMIT(this->*changed)();
-}
-
 Pane ManagerModel::section() const
 {
     checkThread();

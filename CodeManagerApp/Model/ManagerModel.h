@@ -239,7 +239,15 @@ Q_SIGNALS:
 private:
     void checkThread() const;
     void keepTicksOfFoundItems();
-    template <typename Value> void change(Value& field, Value value, void (ManagerModel::*changed)());
+    template <typename Value> void change(Value& field, Value value, void (ManagerModel::*changed)())
+    {
+        checkThread();
+        if (field == value) {
+            return;
+        }
+        field = std::move(value);
+        Q_EMIT(this->*changed)();
+    }
 
     // To be awaited: the result of `function` with copies of `arguments`, called on another thread.
     template <typename Function, typename... Arguments> auto inBackground(Function function, Arguments... arguments)

@@ -1,14 +1,13 @@
 #include "ManagerCore/Crucible/CrucibleProbe.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <vector>
 
 #include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/Parallel.h"
 #include "ManagerCore/Foundation/Size.h"
-#include "ManagerCore/Foundation/Workers.h"
 #include "ManagerCore/Platform/Platform.h"
 
 namespace ManagerCore::CrucibleProbe
@@ -45,11 +44,8 @@ void measure(std::vector<CrucibleSite>& sites)
     for (auto& place : sizes) {
         places.push_back(&place);
     }
-    std::atomic<std::size_t> next = 0;
-    Workers::run(std::min(drivesAtOnce, static_cast<unsigned>(places.size())), [&] {
-        for (std::size_t index = next++; index < places.size(); index = next++) {
-            places[index]->second = Size::of(places[index]->first);
-        }
+    Parallel::forEach(places.size(), drivesAtOnce, [&places](std::size_t index, unsigned /*lane*/) {
+        places[index]->second = Size::of(places[index]->first);
     });
     for (CrucibleSite& site : sites) {
         site.sizeBytes = site.exists ? sizes.at(site.real) : 0;

@@ -1,6 +1,8 @@
 #include "ManagerCore/Crucible/TreeCopier.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
@@ -9,8 +11,8 @@
 
 #include "ManagerCore/Crucible/FileCopier.h"
 #include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/Parallel.h"
 #include "ManagerCore/Foundation/TreeWalk.h"
-#include "ManagerCore/Foundation/Workers.h"
 #include "ManagerCore/Platform/Copying.h"
 #include "ManagerCore/Platform/ErrorText.h"
 #include "ManagerCore/Platform/Platform.h"
@@ -237,13 +239,14 @@ private:
 
     void copyEntries()
     {
-        std::atomic<std::size_t> next = 0;
-        const auto threads = static_cast<unsigned>(std::min<std::size_t>(filesAtOnce, plan_.entries.size()));
-        Workers::run(threads, [this, &next] {
+        struct Lane {
             FileCopier copier;
             Pair folder;
-            for (std::size_t index = next++; index < plan_.entries.size() && goesOn(); index = next++) {
-                copyEntry(plan_.entries[index], folder, copier);
+        };
+        std::array<Lane, filesAtOnce> lanes;
+        Parallel::forEach(plan_.entries.size(), filesAtOnce, [this, &lanes](std::size_t index, unsigned lane) {
+            if (goesOn()) {
+                copyEntry(plan_.entries[index], lanes.at(lane).folder, lanes.at(lane).copier);
             }
         });
     }
