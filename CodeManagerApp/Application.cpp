@@ -103,7 +103,7 @@ int showWindow(QGuiApplication& application)
 
 } // namespace
 
-int run(int argc, char* argv[])
+int run(int argc, char** argv)
 {
     if (const auto status = answered(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0))) {
         return *status;

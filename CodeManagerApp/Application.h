@@ -7,6 +7,6 @@ namespace CodeManagerApp
 inline constexpr int exitNoDisplay = 69;
 
 // Shows the window and runs until it is closed. Returns the program's exit status.
-int run(int argc, char* argv[]);
+int run(int argc, char** argv);
 
 } // namespace CodeManagerApp

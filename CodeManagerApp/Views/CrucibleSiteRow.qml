@@ -14,7 +14,7 @@ FocusScope {
 
     implicitHeight: row.implicitHeight + 2 * Theme.spacing.small
     activeFocusOnTab: true
-    Accessible.role: Accessible.ListItem
+    Accessible.role: Accessible.Grouping
     Accessible.name: root.site.volume + " " + root.site.place + ", " + root.site.path + ", " + root.site.size + (root.site.serving ? ", serving" : "")
     Accessible.description: root.site.drive
     Accessible.focusable: true

@@ -1,5 +1,6 @@
 #include "CodeManagerApp/Desktop/Desktop.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -124,12 +125,7 @@ std::optional<std::string> reveal(const std::filesystem::path& item)
 bool hasGraphicsProcessor()
 {
     constexpr std::array nodes {"/dev/dri/renderD128", "/dev/dri/renderD129", "/dev/nvidiactl"};
-    for (const char* const node : nodes) {
-        if (::access(node, R_OK | W_OK) == 0) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(nodes, [](const char* node) { return ::access(node, R_OK | W_OK) == 0; });
 }
 
 bool wantsReducedMotion() { return !animationsOfTheDesktop().value_or(true); }
