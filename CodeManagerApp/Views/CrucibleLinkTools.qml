@@ -2,7 +2,6 @@ pragma ComponentBehavior: Bound
 
 import QtQuick
 import QtQuick.Dialogs
-import QtQuick.Layouts
 import CodeManager
 
 // Looks after all links of the store: checks and repairs them, writes them down and makes them again.
