@@ -112,6 +112,7 @@ int run(int argc, char** argv)
         std::fprintf(stderr, "%s\n", trouble->c_str());
         return exitNoDisplay;
     }
+    Proc::giveUpTerminalInput();
     chooseRenderer();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("code-manager"));

@@ -9,26 +9,13 @@
 #include <unistd.h>
 
 #include "CodeManagerCLI/Signals.h"
+#include "ManagerCore/Foundation/Proc.h"
 
 namespace CodeManagerCLI
 {
 
 namespace StandardStreams
 {
-
-namespace
-{
-
-void replaceByNothing(int descriptor)
-{
-    const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    if (nothing >= 0 && nothing != descriptor) {
-        ::dup2(nothing, descriptor);
-        ::close(nothing);
-    }
-}
-
-} // namespace
 
 void prepare()
 {
@@ -37,9 +24,7 @@ void prepare()
             ::open("/dev/null", O_RDONLY); // takes the lowest free number, which is this one
         }
     }
-    if (::isatty(STDIN_FILENO) == 1) {
-        replaceByNothing(STDIN_FILENO);
-    }
+    ManagerCore::Proc::giveUpTerminalInput();
 }
 
 bool wantsColours(int descriptor)

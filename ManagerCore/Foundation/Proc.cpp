@@ -499,6 +499,18 @@ Out run(const std::string& executable,
     return Run(&watcher->onLine_, &watcher->stopRequested_, watcher->wake_[0]).run(std::move(command));
 }
 
+void giveUpTerminalInput()
+{
+    if (::isatty(STDIN_FILENO) != 1) {
+        return;
+    }
+    const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (nothing >= 0 && nothing != STDIN_FILENO) {
+        ::dup2(nothing, STDIN_FILENO);
+        ::close(nothing);
+    }
+}
+
 Environment environment()
 {
     Environment variables;

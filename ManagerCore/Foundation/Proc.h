@@ -29,7 +29,8 @@ using Environment = std::map<std::string, std::string>;
 
 enum class Stream : std::uint8_t { output, error };
 
-// Sees a child's lines as they come and can stop it. Give one to a single `run`.
+// Sees a child's lines as they come and can stop it. May be given to several runs, one after the other: once it was
+// asked to stop, those that follow do not launch.
 class Watcher
 {
 public:
@@ -70,6 +71,11 @@ Out run(const std::string& executable,
         const std::optional<std::string>& cwd = std::nullopt,
         const std::optional<Environment>& env = std::nullopt,
         Watcher* watcher = nullptr);
+
+// For a program that may be started from a terminal: takes that away from its standard input, and so from its
+// children's, which are not in the foreground and would be stopped when they read it. They find an empty file; anything
+// but a terminal stays. To be called before there are other threads.
+void giveUpTerminalInput();
 
 // The program's own environment.
 Environment environment();

@@ -1,4 +1,4 @@
-#include "CodeManagerApp/Model/ProjectDir.h"
+#include "ManagerCore/Foundation/ProjectDir.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,7 @@
 #include "ManagerCore/Platform/Platform.h"
 #include "Tests/Support/Sandbox.h"
 
-using namespace CodeManagerApp;
+namespace ProjectDir = ManagerCore::ProjectDir;
 using TestSupport::EnvironmentVariable;
 namespace fs = std::filesystem;
 
@@ -102,6 +102,18 @@ TEST_F(ProjectDirTest, rememberingReplacesTheWholeFile)
     ProjectDir::remember(name, "/short");
     EXPECT_EQ(TestSupport::read(file()), "/short");
     EXPECT_EQ(std::distance(fs::directory_iterator(file().parent_path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(ProjectDirTest, peekingGivesTheSameAndWritesNothing)
+{
+    EXPECT_EQ(ProjectDir::peekProjectDir(name), "");
+    fs::create_directories(sibling());
+    EXPECT_EQ(ProjectDir::peekProjectDir(name), sibling().string());
+    EXPECT_TRUE(fs::is_empty(home()));
+    TestSupport::write(file(), "/remembered\n");
+    EXPECT_EQ(ProjectDir::peekProjectDir(name), "/remembered");
+    const EnvironmentVariable given("CM_PROJECT_DIR", "/given");
+    EXPECT_EQ(ProjectDir::peekProjectDir(name), "/given");
 }
 
 } // namespace
