@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace ManagerCore
@@ -15,6 +16,15 @@ struct Database {
     std::string dest;
 
     bool operator==(const Database&) const = default;
+
+    // Absent when the file cannot be read as UTF-8 or gives no id. The environment's CM_DB_SOURCE_ID takes the place
+    // of the descriptor's source.
+    static std::optional<Database> load(const std::filesystem::path& file);
+
+    [[nodiscard]] std::filesystem::path sourcePath() const;
+    [[nodiscard]] std::filesystem::path destPath() const;
+    // Whether anything exists at `destPath` now.
+    [[nodiscard]] bool installed() const;
 };
 
 } // namespace ManagerCore

@@ -1,0 +1,72 @@
+#include "ManagerCore/Installers/DatabaseInstaller.h"
+
+#include <string>
+#include <utility>
+
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/WholeFile.h"
+#include "ManagerCore/Platform/Platform.h"
+
+namespace ManagerCore::DatabaseInstaller
+{
+
+namespace
+{
+
+Proc::Out refused(std::string sentence) { return {.code = 1, .stdout = {}, .stderr = std::move(sentence)}; }
+
+bool standsAt(const std::filesystem::path& path) { return FilePath::exists(path) || FilePath::isLink(path); }
+
+// Whether moving `folder` away would take `path` along.
+bool holds(const std::filesystem::path& folder, const std::filesystem::path& path)
+{
+    if (FilePath::isLink(folder)) {
+        return false; // only the link is moved
+    }
+    const std::string above = FilePath::resolved(folder).string();
+    const std::string below = FilePath::resolved(path).string();
+    return below == above || below.starts_with(above == "/" ? above : above + "/");
+}
+
+} // namespace
+
+Proc::Out check(const Database& database)
+{
+    const std::filesystem::path source = database.sourcePath();
+    const std::filesystem::path dest = database.destPath();
+    if (!FilePath::exists(source)) {
+        return refused("source not found: " + source.string());
+    }
+    if (FilePath::exists(dest) && holds(dest, source)) {
+        return refused("The source " + source.string() + " lies in the destination " + dest.string()
+                       + ", which would be moved to the Trash first.");
+    }
+    return {};
+}
+
+Proc::Out install(const Database& database, Proc::Watcher* watcher)
+{
+    if (Proc::Out objection = check(database); !objection.ok()) {
+        return objection;
+    }
+    const std::filesystem::path dest = database.destPath();
+    if (!dest.empty()) {
+        [[maybe_unused]] const auto ignored = WholeFile::makeFolders(FilePath::parent(dest), 0777);
+    }
+    if (standsAt(dest)) {
+        const auto results = Remover::trash({dest});
+        if (standsAt(dest)) {
+            return refused("What stands at " + dest.string() + " was left as it is. "
+                           + results.front().error.value_or("Something came to stand there meanwhile."));
+        }
+    }
+    return Proc::run(Platform::ditto().string(),
+                     {database.sourcePath().string(), dest.string()},
+                     std::nullopt,
+                     std::nullopt,
+                     watcher);
+}
+
+std::vector<Remover::Result> uninstall(const Database& database) { return Remover::trash({database.destPath()}); }
+
+} // namespace ManagerCore::DatabaseInstaller
