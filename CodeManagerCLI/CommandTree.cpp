@@ -117,6 +117,30 @@ std::shared_ptr<std::vector<std::string>> CommandTree::take(CLI::App& command, c
     return words;
 }
 
+std::shared_ptr<std::vector<std::string>>
+CommandTree::arguments(CLI::App& command, const std::string& name, const std::string& summary, Count count)
+{
+    auto words = std::make_shared<std::vector<std::string>>();
+    CLI::Option* option = command.add_option(name, *words, summary)->type_name(name);
+    if (count == Count::one) {
+        option->expected(1)->required();
+    }
+    arguments_.push_back(words);
+    return words;
+}
+
+std::shared_ptr<std::optional<std::string>>
+CommandTree::value(CLI::App& command, const std::string& name, const std::string& type, const std::string& summary)
+{
+    auto given = std::make_shared<std::optional<std::string>>();
+    command.add_option_function<std::string>(
+               name, [given](const std::string& word) { *given = word; }, summary)
+        ->type_name(type)
+        ->take_last();
+    values_.push_back(given);
+    return given;
+}
+
 void CommandTree::parse(const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words = Arguments::shielded(root_, arguments);
@@ -130,6 +154,9 @@ void CommandTree::parse(const std::vector<std::string>& arguments)
     }
     for (const auto& each : arguments_) {
         std::ranges::transform(*each, each->begin(), Arguments::plain);
+    }
+    for (const auto& each : values_) {
+        *each = each->transform(Arguments::plain);
     }
 }
 
@@ -165,11 +192,16 @@ std::string CommandTree::whatIsWrong(const CLI::ParseError& error) const
     return missing.empty() ? std::string(error.what()) + "." : missing;
 }
 
-std::shared_ptr<bool> addDryRun(CLI::App& command)
+std::shared_ptr<bool> addFlag(CLI::App& command, const std::string& name, const std::string& summary)
 {
     auto flag = std::make_shared<bool>(false);
-    command.add_flag("--dry-run", *flag, "Print what would happen and touch nothing")->disable_flag_override();
+    command.add_flag(name, *flag, summary)->disable_flag_override();
     return flag;
+}
+
+std::shared_ptr<bool> addDryRun(CLI::App& command)
+{
+    return addFlag(command, "--dry-run", "Print what would happen and touch nothing");
 }
 
 std::string fullName(const CLI::App& command)

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -57,6 +59,14 @@ public:
         bool several = false;
     };
     std::shared_ptr<std::vector<std::string>> take(CLI::App& command, const Taken& taken);
+    // The words of another kind that a command takes, known when its action is called.
+    enum class Count : std::uint8_t { one, any };
+    std::shared_ptr<std::vector<std::string>>
+    arguments(CLI::App& command, const std::string& name, const std::string& summary, Count count);
+
+    // An option with a value, known when the command's action is called; the last one given counts.
+    std::shared_ptr<std::optional<std::string>>
+    value(CLI::App& command, const std::string& name, const std::string& type, const std::string& summary);
 
     // Reads the program's arguments. Throws UsageError, or CLI::CallForHelp and CLI::CallForVersion.
     void parse(const std::vector<std::string>& arguments);
@@ -78,7 +88,11 @@ private:
     CLI::Option* identityOption_ = nullptr;
     std::map<const CLI::App*, Action> actions_;
     std::vector<std::shared_ptr<std::vector<std::string>>> arguments_;
+    std::vector<std::shared_ptr<std::optional<std::string>>> values_;
 };
+
+// A flag of a command, known when its action is called.
+std::shared_ptr<bool> addFlag(CLI::App& command, const std::string& name, const std::string& summary);
 
 // Gives a command that changes something its --dry-run, known when its action is called.
 std::shared_ptr<bool> addDryRun(CLI::App& command);

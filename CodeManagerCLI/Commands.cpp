@@ -4,7 +4,9 @@
 
 #include "CodeManagerCLI/CompletionCommand.h"
 #include "CodeManagerCLI/CrucibleCommand.h"
+#include "CodeManagerCLI/DatabaseCommand.h"
 #include "CodeManagerCLI/IdentityCommand.h"
+#include "CodeManagerCLI/InstallCommand.h"
 #include "CodeManagerCLI/ModelCommand.h"
 #include "CodeManagerCLI/ScanCommand.h"
 #include "CodeManagerCLI/ServiceCommand.h"
@@ -25,6 +27,8 @@ void addCommands(CommandTree& tree)
         &ServiceCommand::declare,
         &ModelCommand::declare,
         &CrucibleCommand::declare,
+        &InstallCommand::declare,
+        &DatabaseCommand::declare,
         &SizeCommand::declare,
         &TrashCommand::declare,
         &CompletionCommand::declare,

@@ -157,6 +157,12 @@ void Output::json(const Json& document)
     out_ << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
+void Output::streamedLine(std::string_view text) { out_ << visibleLines(text) << '\n' << std::flush; }
+
+void Output::streamedErrorLine(std::string_view text) { beforeError() << visibleLines(text) << '\n' << std::flush; }
+
+void Output::flush() { out_.flush(); }
+
 void Output::errorLine(std::string_view text) { beforeError() << visible(text) << '\n' << std::flush; }
 
 void Output::errorLines(std::string_view text)

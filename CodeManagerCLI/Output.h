@@ -44,6 +44,11 @@ public:
     void document(std::string_view text); // byte by byte, as a file of its own that is to be read again
     void json(const Json& document); // bytes that are not UTF-8 become U+FFFD
 
+    // A line of a script that is running, at once.
+    void streamedLine(std::string_view text);
+    void streamedErrorLine(std::string_view text);
+    void flush();
+
     void errorLine(std::string_view text);
     void errorLines(std::string_view text);
 

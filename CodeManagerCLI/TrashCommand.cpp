@@ -1,17 +1,15 @@
 #include "CodeManagerCLI/TrashCommand.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 
 #include "CodeManagerCLI/CommandTree.h"
+#include "CodeManagerCLI/Foretold.h"
 #include "CodeManagerCLI/Output.h"
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Remover.h"
-#include "ManagerCore/Platform/ErrorText.h"
 
 namespace CodeManagerCLI::TrashCommand
 {
@@ -20,17 +18,6 @@ namespace
 {
 
 using ManagerCore::Remover::Result;
-
-// What moving the item would come to, as far as looking at it tells.
-Result foretell(const std::filesystem::path& path)
-{
-    struct stat facts {};
-    std::optional<std::string> error;
-    if (::lstat(path.c_str(), &facts) != 0) {
-        error = ManagerCore::Platform::ErrorText::trashing(errno, path);
-    }
-    return {.path = path.string(), .trashed = false, .error = error};
-}
 
 void print(Output& output, const std::vector<Result>& results, bool dryRun)
 {
@@ -67,7 +54,7 @@ int run(const Context& context, const std::vector<std::string>& paths, bool dryR
     std::ranges::transform(paths, std::back_inserter(items), ManagerCore::FilePath::fromText);
     std::vector<Result> results;
     if (dryRun) {
-        std::ranges::transform(items, std::back_inserter(results), foretell);
+        std::ranges::transform(items, std::back_inserter(results), Foretold::trash);
     } else {
         results = ManagerCore::Remover::trash(items);
     }

@@ -56,7 +56,8 @@ const std::string common = "--identity --json --version -h --help";
 
 TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
-    EXPECT_EQ(offered("zyn-code-manager ''"), "status identity scan service model crucible size trash completion");
+    EXPECT_EQ(offered("zyn-code-manager ''"),
+              "status identity scan service model crucible install seed database size trash completion");
     EXPECT_EQ(offered("zyn-code-manager s"), "status scan service size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");
@@ -70,6 +71,8 @@ TEST_F(CompletionTest, BashOffersOptionsWhereTheyHold)
     EXPECT_EQ(offered("zyn-code-manager -"), common);
     EXPECT_EQ(offered("zyn-code-manager service start --d"), "--dry-run");
     EXPECT_EQ(offered("zyn-code-manager service status --d"), "");
+    EXPECT_EQ(offered("zyn-code-manager install everything --n"), "--no-desktop");
+    EXPECT_EQ(offered("zyn-code-manager model install --p"), "--project");
     EXPECT_EQ(offered("zyn-code-manager trash file -"), "--dry-run " + common);
     EXPECT_EQ(offered("zyn-code-manager status ''"), common);
 }
@@ -82,6 +85,7 @@ TEST_F(CompletionTest, BashLeavesPathsToItself)
     EXPECT_EQ(offered("zyn-code-manager --identity ''"), "default");
     EXPECT_EQ(offered("zyn-code-manager --identity = pr"), "default");
     EXPECT_EQ(offered("zyn-code-manager --identity ="), "default");
+    EXPECT_EQ(offered("zyn-code-manager install cli --project ''"), "default");
     EXPECT_EQ(offered("zyn-code-manager status --identity x"), "default");
     EXPECT_EQ(offered("zyn-code-manager crucible set-root x"), "default");
     EXPECT_EQ(offered("zyn-code-manager crucible repair --candidate x"), "default");
@@ -99,7 +103,7 @@ TEST_F(CompletionTest, BashKnowsThatAnOptionsValueIsNoCommand)
 
 TEST_F(CompletionTest, EveryWordThatBashOffersIsOneThatTheProgramKnows)
 {
-    for (const std::string node : {"", "service", "model", "crucible", "completion"}) {
+    for (const std::string node : {"", "service", "model", "crucible", "install", "database", "completion"}) {
         std::istringstream words(offered("zyn-code-manager " + node + " ''"));
         for (std::string word; words >> word;) {
             const auto help = bash("zyn-code-manager " + node + " " + word + " --help");

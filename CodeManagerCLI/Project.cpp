@@ -1,0 +1,22 @@
+#include "CodeManagerCLI/Project.h"
+
+#include "CodeManagerCLI/CommandTree.h"
+#include "CodeManagerCLI/Product.h"
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/ProjectDir.h"
+
+namespace CodeManagerCLI::Project
+{
+
+Option add(CommandTree& tree, CLI::App& command)
+{
+    return tree.value(command, "--project", ValueType::folder, "The product's source project, not the remembered one");
+}
+
+std::string folder(const Option& option, const Product& product)
+{
+    return *option ? ManagerCore::FilePath::fromText(**option).string()
+                   : ManagerCore::ProjectDir::peekProjectDir(product.identity.name);
+}
+
+} // namespace CodeManagerCLI::Project
