@@ -58,7 +58,7 @@ TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
     EXPECT_EQ(offered("zyn-code-manager ''"),
               "status identity scan service model crucible install seed database size trash completion");
-    EXPECT_EQ(offered("zyn-code-manager s"), "status scan service size");
+    EXPECT_EQ(offered("zyn-code-manager s"), "status scan service seed size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");
     EXPECT_EQ(offered("zyn-code-manager completion ''"), "bash zsh fish");
@@ -214,7 +214,7 @@ TEST_F(FishCompletionTest, FishOffersWhatMayFollow)
         GTEST_SKIP() << "fish is not installed";
     }
     const std::vector<std::pair<std::string, std::string>> cases {
-        {"s", "scan\nservice\nsize\nstatus\n"},
+        {"s", "scan\nseed\nservice\nsize\nstatus\n"},
         {"service st", "start\nstatus\nstop\n"},
         {"--identity service ser", "service\n"},
         {"service start --d", "--dry-run\n"},

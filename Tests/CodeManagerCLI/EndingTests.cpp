@@ -163,6 +163,24 @@ TEST_F(EndingTest, AStubbornProcessThatHoldsNoStreamIsEndedToo)
     EXPECT_FALSE(isRunning(second));
 }
 
+TEST_F(EndingTest, AScriptsLinesComeAsTheyAreAndControlCEndsItWithAllItStarted)
+{
+    TestSupport::write(home() / "project/build.command",
+                       "sh -c 'trap \"\" TERM INT; echo $$ >\"$HOME/second\"; while :; do sleep 600; done' &\n"
+                       "echo building; read -r line; echo \"read [$line]\"\n"
+                       "echo $$ >\"$HOME/first\"\n"
+                       "wait\necho never\n");
+    Running run({program(), "install", "cli", "--project", "project"}, setting(true));
+    EXPECT_TRUE(run.shows("building")) << run.output();
+    EXPECT_TRUE(run.shows("read []")) << "the script waits for the terminal";
+    const pid_t first = processIn("first");
+    const pid_t second = processIn("second");
+    run.type("\x03");
+    EXPECT_EQ(run.ending(), "signal " + std::to_string(SIGINT));
+    EXPECT_FALSE(isRunning(first) || isRunning(second));
+    EXPECT_EQ(run.output().find("failed"), std::string::npos) << run.output();
+}
+
 TEST_F(EndingTest, AnIgnoredHangUpStaysIgnored)
 {
     setProductScript("echo $$ >\"$HOME/first\"\nwhile [ ! -e \"$HOME/go\" ]; do sleep 0.05; done\necho 'sample 9'\n");

@@ -107,6 +107,9 @@ void InstallationTest::installProgram() const
     }
     write(scratch() / "installed/share/code-manager/identity.toml", descriptor);
     makeExecutable(programs() / "launchctl", launchctl);
+    if (const fs::path ditto = TestSupport::builtProgram("ditto"); fs::exists(ditto)) {
+        fs::copy_file(ditto, programs() / "ditto");
+    }
 }
 
 void InstallationTest::makeProduct() const
