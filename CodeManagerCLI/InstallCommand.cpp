@@ -70,11 +70,10 @@ Out performAll(const InstallEverything::Plan& plan, ScriptRun& run)
         const InstallEverything::Outcome outcome
             = InstallEverything::perform(plan, step, shown ? run.watcher() : nullptr);
         whole.stdout += opening + outcome.text();
-        // A refusal that is also the closing is said once.
-        if (shown && outcome.out.stderr != outcome.closing) {
-            run.finish(outcome.out);
-        } else {
-            run.complain(outcome.failed ? "" : outcome.shown);
+        if (!shown) {
+            run.complain(outcome.shown);
+        } else if (outcome.closing.empty() || outcome.out.stderr != outcome.closing) {
+            run.finish(outcome.out); // a refusal that is also the closing is said once
         }
         if (outcome.failed) {
             run.complain(outcome.closing);
