@@ -53,9 +53,11 @@ std::string missingArgument(const CLI::App& command)
         return {};
     }
     const CLI::Option& missing = *options.front();
-    return quoted(fullName(command)) + " needs "
-        + (missing.get_positional() ? "a " + missing.get_name() : missing.get_name() + " " + missing.get_type_name())
-        + ".";
+    const std::string name = missing.get_name();
+    if (missing.nonpositional()) {
+        return quoted(fullName(command)) + " needs " + name + " " + missing.get_type_name() + ".";
+    }
+    return quoted(fullName(command)) + " needs " + (name.starts_with('I') ? "an " : "a ") + name + ".";
 }
 
 } // namespace
@@ -112,18 +114,6 @@ std::shared_ptr<std::vector<std::string>> CommandTree::take(CLI::App& command, c
         option->allow_extra_args(false); // one value each time it is given
     } else if (!taken.several) {
         option->expected(1);
-    }
-    arguments_.push_back(words);
-    return words;
-}
-
-std::shared_ptr<std::vector<std::string>>
-CommandTree::arguments(CLI::App& command, const std::string& name, const std::string& summary, Count count)
-{
-    auto words = std::make_shared<std::vector<std::string>>();
-    CLI::Option* option = command.add_option(name, *words, summary)->type_name(name);
-    if (count == Count::one) {
-        option->expected(1)->required();
     }
     arguments_.push_back(words);
     return words;

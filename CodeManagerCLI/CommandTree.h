@@ -59,11 +59,6 @@ public:
         bool several = false;
     };
     std::shared_ptr<std::vector<std::string>> take(CLI::App& command, const Taken& taken);
-    // The words of another kind that a command takes, known when its action is called.
-    enum class Count : std::uint8_t { one, any };
-    std::shared_ptr<std::vector<std::string>>
-    arguments(CLI::App& command, const std::string& name, const std::string& summary, Count count);
-
     // An option with a value, known when the command's action is called; the last one given counts.
     std::shared_ptr<std::optional<std::string>>
     value(CLI::App& command, const std::string& name, const std::string& type, const std::string& summary);

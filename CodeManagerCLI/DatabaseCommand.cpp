@@ -142,7 +142,8 @@ void declare(CommandTree& tree)
     tree.verb(database, "list", "List them and tell which are installed", &list);
     const auto declareOne = [&](const std::string& name, const std::string& summary, auto action) {
         CLI::App& command = tree.verb(database, name, summary);
-        const auto id = tree.arguments(command, "ID", "The database's id", CommandTree::Count::one);
+        const auto id
+            = tree.take(command, {.name = "ID", .type = "ID", .summary = "The database's id", .required = true});
         const auto dryRun = addDryRun(command);
         tree.setAction(command,
                        [id, dryRun, action](const Context& context) { return action(context, id->front(), *dryRun); });

@@ -220,7 +220,8 @@ void declare(CommandTree& tree)
     });
 
     CLI::App& installCommand = tree.verb(model, "install", "Install models of the catalog, or the configured one");
-    const auto slugs = tree.arguments(installCommand, "SLUG", "A model of the catalog", CommandTree::Count::any);
+    const auto slugs = tree.take(
+        installCommand, {.name = "SLUG", .type = "SLUG", .summary = "A model of the catalog", .several = true});
     const auto installProject = Project::add(tree, installCommand);
     const auto installDryRun = addDryRun(installCommand);
     tree.setAction(installCommand, [slugs, installProject, installDryRun](const Context& context) {
