@@ -43,7 +43,7 @@ protected:
                                                       {"ZYN_CRUCIBLE_LOCAL", home() / "from"},
                                                       {"ZYN_CRUCIBLE_ROOT", home() / "to"}};
         if (!faults.empty()) {
-            variables.emplace("LD_PRELOAD", TestSupport::builtProgram("test-faults.so"));
+            variables.emplace("LD_PRELOAD", faultLibrary());
             variables.emplace("TEST_FAULTS", faults);
             variables.emplace("TEST_FAULTS_LOG", log());
         }
@@ -51,6 +51,15 @@ protected:
     }
 
     [[nodiscard]] fs::path log() const { return scratch() / "calls"; }
+    // Reached through a link: the loader splits the variable at spaces, and a build folder may have some.
+    [[nodiscard]] fs::path faultLibrary() const
+    {
+        const fs::path link = scratch() / "faults.so";
+        if (!fs::is_symlink(link)) {
+            fs::create_symlink(TestSupport::builtProgram("test-faults.so"), link);
+        }
+        return link;
+    }
     [[nodiscard]] static std::string program() { return TestSupport::builtProgram("zyn-code-manager"); }
 
     Proc::Out run(const std::vector<std::string>& arguments, const std::string& faults = {}) const
