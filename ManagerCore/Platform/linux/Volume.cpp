@@ -1,7 +1,7 @@
 #include "ManagerCore/Platform/Platform.h"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <system_error>
 
 #include "ManagerCore/Platform/linux/MountTable.h"
@@ -31,8 +31,11 @@ std::optional<Volume> volumeOf(const std::filesystem::path& path)
     if (error || !table) {
         return std::nullopt;
     }
-    const std::string text {std::istreambuf_iterator<char>(table), std::istreambuf_iterator<char>()};
-    const auto mount = MountTable::holding(MountTable::parse(text), real);
+    std::ostringstream text;
+    if (!(text << table.rdbuf())) { // which throws nothing when reading fails
+        return std::nullopt;
+    }
+    const auto mount = MountTable::holding(MountTable::parse(text.str()), real);
     if (!mount) {
         return std::nullopt;
     }
