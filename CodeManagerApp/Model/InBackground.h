@@ -23,7 +23,8 @@ public:
     {
     }
 
-    [[nodiscard]] bool await_ready() const { return future_.isFinished(); }
+    // Never at once, however fast the work was: what began is seen by all before it ends.
+    [[nodiscard]] bool await_ready() const { return false; }
 
     void await_suspend(std::coroutine_handle<> coroutine)
     {

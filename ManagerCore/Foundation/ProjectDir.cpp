@@ -46,7 +46,7 @@ std::string loadProjectDir(const std::string& name)
 
 std::string peekProjectDir(const std::string& name)
 {
-    std::string folder = settled(name);
+    const std::string folder = settled(name);
     return folder.empty() ? siblingProjectDir(name) : folder;
 }
 

@@ -43,14 +43,14 @@ long peakMemory()
 
 } // namespace
 
-Watch Watch::watch_;
+Watch Watch::theWatch;
 
 void Watch::begin(std::string file, std::int64_t started)
 {
-    watch_.file_ = std::move(file);
-    watch_.started_ = started;
-    watch_.delayFile_ = ::open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
-    watch_.entered_ = watch_.now();
+    theWatch.file_ = std::move(file);
+    theWatch.started_ = started;
+    theWatch.delayFile_ = ::open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+    theWatch.entered_ = theWatch.now();
     g_main_context_set_poll_func(g_main_context_default(), [](GPollFD* entries, guint count, gint timeout) {
         return pollWatched(entries, count, timeout);
     });
@@ -58,10 +58,10 @@ void Watch::begin(std::string file, std::int64_t started)
 
 int Watch::pollWatched(void* entries, unsigned count, int timeout)
 {
-    watch_.leave();
+    theWatch.leave();
     const int ready = g_poll(static_cast<GPollFD*>(entries), count, timeout);
     const int error = errno;
-    watch_.enter();
+    theWatch.enter();
     errno = error;
     return ready;
 }
@@ -101,10 +101,10 @@ void Watch::leave()
 
 void Watch::frameShown()
 {
-    if (watch_.firstFrame_ == 0) {
-        watch_.entered_ = watch_.now();
-        watch_.firstFrame_ = watch_.entered_.time;
-        watch_.delayBefore_ = watch_.entered_.delay;
+    if (theWatch.firstFrame_ == 0) {
+        theWatch.entered_ = theWatch.now();
+        theWatch.firstFrame_ = theWatch.entered_.time;
+        theWatch.delayBefore_ = theWatch.entered_.delay;
         write();
     }
 }
@@ -114,24 +114,24 @@ void Watch::write()
     const auto milliseconds = [](std::int64_t time) { return static_cast<double>(time) / perMillisecond; };
     std::ostringstream text;
     text << R"({"firstFrame": )";
-    if (watch_.firstFrame_ == 0) {
+    if (theWatch.firstFrame_ == 0) {
         text << "null";
     } else {
-        text << milliseconds(watch_.firstFrame_ - watch_.started_);
+        text << milliseconds(theWatch.firstFrame_ - theWatch.started_);
     }
-    text << R"(, "delayBefore": )" << milliseconds(watch_.delayBefore_);
-    text << R"(, "rounds": )" << watch_.rounds_ << R"(, "peakKiB": )" << peakMemory() << R"(, "delayKnown": )"
-         << (watch_.delayFile_ >= 0 ? "true" : "false") << R"(, "longest": [)";
+    text << R"(, "delayBefore": )" << milliseconds(theWatch.delayBefore_);
+    text << R"(, "rounds": )" << theWatch.rounds_ << R"(, "peakKiB": )" << peakMemory() << R"(, "delayKnown": )"
+         << (theWatch.delayFile_ >= 0 ? "true" : "false") << R"(, "longest": [)";
     const char* separator = "";
-    for (const Absence& absence : watch_.longest_) {
+    for (const Absence& absence : theWatch.longest_) {
         text << separator << R"({"end": )" << milliseconds(absence.end) << R"(, "away": )"
              << milliseconds(absence.length) << R"(, "delayed": )" << milliseconds(absence.delay) << "}";
         separator = ", ";
     }
     text << "]}\n";
-    const std::string beside = watch_.file_ + ".new";
+    const std::string beside = theWatch.file_ + ".new";
     std::ofstream(beside) << text.str();
-    std::rename(beside.c_str(), watch_.file_.c_str());
+    std::rename(beside.c_str(), theWatch.file_.c_str());
 }
 
 } // namespace WindowWatch

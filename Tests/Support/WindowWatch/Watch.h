@@ -38,7 +38,7 @@ private:
     void leave();
     void enter();
 
-    static Watch watch_;
+    static Watch theWatch;
 
     std::string file_;
     std::int64_t started_ = 0;
