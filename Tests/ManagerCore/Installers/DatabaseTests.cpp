@@ -222,7 +222,7 @@ TEST_F(DatabaseTest, aDestinationThatDoesNotGoToTheTrashIsLeftAsItIs)
     fs::permissions(home() / "data", fs::perms::owner_read | fs::perms::owner_exec);
     {
         const TestSupport::PermissionsHold hold;
-        const TestSupport::LeaksOfOthers allowed;
+        [[maybe_unused]] const TestSupport::LeaksOfOthers allowed;
         const Proc::Out out = DatabaseInstaller::install(orchid());
         EXPECT_EQ(out.code, 1);
         EXPECT_THAT(out.stderr, HasSubstr("was left as it is. "));
