@@ -68,7 +68,7 @@ QVariant ComponentList::data(const QModelIndex& index, int role) const
     case isExpanded:
         return model_.expanded().contains(row->category);
     default:
-        return row->item ? itemData(*row, role) : sectionData(*row, role);
+        return row->item ? itemData(model_.items()[*row->item], role) : sectionData(*row, role);
     }
 }
 
@@ -89,18 +89,17 @@ QVariant ComponentList::sectionData(const Row& row, int role) const
     }
 }
 
-QVariant ComponentList::itemData(const Row& row, int role) const
+QVariant ComponentList::itemData(const FoundItem& item, int role) const
 {
-    const FoundItem& item = model_.items()[*row.item];
     switch (role) {
     case title:
         return oneLine(item.name());
     case detail:
-        return oneLine(row.path);
+        return oneLine(item.url.native());
     case size:
         return fromUtf8(item.humanSize());
     case checkState:
-        return model_.checked().contains(row.path) ? Qt::Checked : Qt::Unchecked;
+        return model_.checked().contains(item.url.native()) ? Qt::Checked : Qt::Unchecked;
     default:
         return {};
     }

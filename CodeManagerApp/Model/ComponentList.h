@@ -88,7 +88,7 @@ private:
     [[nodiscard]] const Row* rowAt(int row) const;
     [[nodiscard]] const Section& sectionOf(const Row& row) const;
     [[nodiscard]] QVariant sectionData(const Row& row, int role) const;
-    [[nodiscard]] QVariant itemData(const Row& row, int role) const;
+    [[nodiscard]] QVariant itemData(const ManagerCore::FoundItem& item, int role) const;
     [[nodiscard]] Qt::CheckState sectionState(const Section& section) const;
     void tellTicks();
 

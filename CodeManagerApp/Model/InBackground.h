@@ -23,6 +23,7 @@ public:
     {
     }
 
+    // NOLINTBEGIN(readability-identifier-naming): these names are the language's.
     // Never at once, however fast the work was: what began is seen by all before it ends.
     [[nodiscard]] bool await_ready() const { return false; }
 
@@ -40,6 +41,7 @@ public:
     }
 
     Result await_resume() { return future_.takeResult(); }
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     // Goes with the connection, and so with the context.

@@ -79,12 +79,13 @@ QCoro::Task<> ManagerModel::refreshCrucible()
 
 QCoro::Task<> ManagerModel::setCrucibleRoot(std::filesystem::path folder)
 {
-    if (!crucible()) {
+    checkThread();
+    if (!crucible_) {
         co_return;
     }
+    const std::filesystem::path link = crucible_->rootLink.link;
     setCrucibleBusy(true);
-    const CrucibleAdmin::Outcome outcome
-        = co_await inBackground(&CrucibleAdmin::setRoot, crucible_->rootLink.link, std::move(folder));
+    const CrucibleAdmin::Outcome outcome = co_await inBackground(&CrucibleAdmin::setRoot, link, std::move(folder));
     setConsole(fromUtf8(outcome.message));
     setCrucibleBusy(false);
     refreshCrucible();
@@ -92,16 +93,18 @@ QCoro::Task<> ManagerModel::setCrucibleRoot(std::filesystem::path folder)
 
 QCoro::Task<> ManagerModel::serveFrom(std::size_t site)
 {
-    if (!crucible() || CrucibleServing::current(*crucible()) == nullptr) {
+    checkThread();
+    if (!crucible_ || CrucibleServing::current(*crucible_) == nullptr) {
         setConsole(QString::fromUtf8(CrucibleServing::unknownDrive));
         co_return;
     }
-    if (site >= crucible_->sites.size()) {
+    const CrucibleTopology topology = *crucible_;
+    if (site >= topology.sites.size()) {
         co_return;
     }
     setCrucibleBusy(true);
     const CrucibleAdmin::Outcome outcome
-        = co_await inBackground(&CrucibleServing::serve, *crucible_, crucible_->sites[site]);
+        = co_await inBackground(&CrucibleServing::serve, topology, topology.sites[site]);
     setConsole(fromUtf8(outcome.message));
     setCrucibleBusy(false);
     if (outcome.ok) {

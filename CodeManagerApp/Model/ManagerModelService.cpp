@@ -12,12 +12,23 @@ using namespace ManagerCore;
 namespace
 {
 
+Proc::Out act(ServiceOp op, const std::string& label)
+{
+    switch (op) {
+    case ServiceOp::start:
+        return Service::start(label);
+    case ServiceOp::stop:
+        return Service::stop(label);
+    case ServiceOp::restart:
+        break;
+    }
+    return Service::restart(label);
+}
+
 // Any thread. The output may be of any length; what the console would drop is dropped here.
 Proc::Out carryOut(ServiceOp op, const std::string& label)
 {
-    Proc::Out out = op == ServiceOp::start ? Service::start(label)
-        : op == ServiceOp::stop            ? Service::stop(label)
-                                           : Service::restart(label);
+    Proc::Out out = act(op, label);
     out.stderr = Console::trimmed(std::string_view(out.stderr));
     return out;
 }
@@ -56,7 +67,11 @@ void ManagerModel::requestService(int index)
 
 QString ManagerModel::serviceState() const { return ServicePane::state(status(), actions_); }
 
-QVariant ManagerModel::serviceRuns() const { return status() ? QVariant(status()->backendRunning) : QVariant(); }
+QVariant ManagerModel::serviceRuns() const
+{
+    checkThread();
+    return status_ ? QVariant(status_->backendRunning) : QVariant();
+}
 
 QList<ActionState> ManagerModel::serviceActions() const { return ServicePane::actions(status(), actions_, busy()); }
 

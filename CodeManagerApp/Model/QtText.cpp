@@ -15,7 +15,7 @@ QString oneLine(std::string_view text)
         return category == QChar::Other_Control || category == QChar::Separator_Line
             || category == QChar::Separator_Paragraph || category == QChar::Other_Format;
     };
-    std::replace_if(line.begin(), line.end(), disturbs, QChar(QChar::ReplacementCharacter));
+    std::ranges::replace_if(line, disturbs, QChar(QChar::ReplacementCharacter));
     return line;
 }
 

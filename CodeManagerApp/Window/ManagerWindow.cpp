@@ -7,7 +7,7 @@
 #include "CodeManagerApp/Window/SymbolProvider.h"
 #include "CodeManagerApp/Window/WindowStyle.h"
 
-extern void qml_register_types_CodeManager(); // made by the build from the types of this module
+extern void qml_register_types_CodeManager(); // NOLINT(readability-identifier-naming): made by the build from our types
 
 namespace CodeManagerApp
 {
@@ -31,12 +31,11 @@ ManagerWindow::ManagerWindow(ManagerModel& model)
     }
     std::unique_ptr<QObject> made(
         component.createWithInitialProperties({{QStringLiteral("model"), QVariant::fromValue(&model)}}));
-    window_.reset(qobject_cast<QQuickWindow*>(made.get()));
-    if (!window_) {
+    if (qobject_cast<QQuickWindow*>(made.get()) == nullptr) {
         trouble_ = component.errorString();
         return;
     }
-    static_cast<void>(made.release());
+    window_.reset(static_cast<QQuickWindow*>(made.release()));
     // Nothing is probed before the window is on screen.
     QObject::connect(
         window_.get(),
