@@ -82,6 +82,7 @@ std::vector<Out> installConfigured(ScriptRun& run, const Product& product, const
 std::vector<Out> foretold(const Product& product, const std::string& projectDir, const std::vector<std::string>& slugs)
 {
     std::vector<Out> results;
+    results.reserve(slugs.size() + 1);
     for (const std::string& each : slugs) {
         results.push_back(Foretold::model(each, projectDir));
     }
@@ -174,9 +175,12 @@ int install(const Context& context,
         return refuse(context, sentence, true);
     }
     ScriptRun run(context);
-    const std::vector<Out> results = dryRun ? foretold(product, projectDir, slugs)
-        : slugs.empty()                     ? installConfigured(run, product, projectDir)
-                                            : installEach(run, projectDir, slugs);
+    std::vector<Out> results;
+    if (dryRun) {
+        results = foretold(product, projectDir, slugs);
+    } else {
+        results = slugs.empty() ? installConfigured(run, product, projectDir) : installEach(run, projectDir, slugs);
+    }
     print(context, results, dryRun);
     return std::ranges::all_of(results, &Out::ok) ? ExitStatus::done : ExitStatus::failed;
 }

@@ -15,8 +15,9 @@ Option add(CommandTree& tree, CLI::App& command)
 
 std::string folder(const Option& option, const Product& product)
 {
-    return *option ? ManagerCore::FilePath::fromText(**option).string()
-                   : ManagerCore::ProjectDir::peekProjectDir(product.identity.name);
+    const std::optional<std::string>& given = *option;
+    return given ? ManagerCore::FilePath::fromText(*given).string()
+                 : ManagerCore::ProjectDir::peekProjectDir(product.identity.name);
 }
 
 } // namespace CodeManagerCLI::Project

@@ -9,7 +9,7 @@ namespace ManagerCore::EngineInstaller
 std::optional<std::string> engineDir(const std::string& projectDir)
 {
     constexpr const char* engine = "mlx-vantor";
-    const std::string near = Installer::beside(projectDir, engine);
+    std::string near = Installer::beside(projectDir, engine);
     if (FilePath::exists(near)) {
         return near;
     }

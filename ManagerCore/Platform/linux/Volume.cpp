@@ -27,7 +27,7 @@ std::optional<Volume> volumeOf(const std::filesystem::path& path)
 {
     std::error_code error;
     const std::filesystem::path real = std::filesystem::canonical(path, error);
-    std::ifstream table("/proc/self/mountinfo", std::ios::binary);
+    const std::ifstream table("/proc/self/mountinfo", std::ios::binary);
     if (error || !table) {
         return std::nullopt;
     }
