@@ -120,7 +120,7 @@ Out uninstallConfiguredModel(const std::string& projectDir, const std::string& d
 
 Out seed(const Identity& identity)
 {
-    const auto binary = ConfigSeeder::binary(identity);
+    const auto binary = identity.installedExecutable();
     return binary ? would("Would run " + binary->string() + " --version")
                   : refusal("no installed binary found to seed config from");
 }

@@ -6,6 +6,7 @@
 
 #include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
 #include "ManagerCore/Crucible/CrucibleServing.h"
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Size.h"
@@ -34,7 +35,7 @@ std::optional<DriveSpace> driveOf(const CrucibleSite& site)
 QString human(std::uint64_t bytes) { return fromUtf8(Size::human(static_cast<std::int64_t>(bytes))); }
 
 // Why the button that serves from a site cannot be pressed.
-QString reasonAgainstServing(bool busy) { return busy ? QStringLiteral("Another operation is running.") : QString(); }
+QString reasonAgainstServing(bool busy) { return busy ? Reasons::anotherOperation() : QString(); }
 
 CrucibleSiteValue
 value(const CrucibleTopology& topology, const CrucibleSite& site, const std::optional<DriveSpace>& drive, bool busy)

@@ -1,8 +1,8 @@
-#include <fcntl.h>
 #include <utility>
 
 #include "CodeManagerApp/Model/ManagerModel.h"
 #include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
 #include "ManagerCore/Crucible/CrucibleBackup.h"
 #include "ManagerCore/Crucible/CrucibleProbe.h"
 #include "ManagerCore/Crucible/CrucibleRestore.h"
@@ -164,7 +164,7 @@ bool ManagerModel::servedLinkDangles() const { return CruciblePane::servedLinkDa
 QString ManagerModel::reasonAgainstCrucibleWork() const
 {
     if (crucibleBusy() || busy()) {
-        return QStringLiteral("Another operation is running.");
+        return Reasons::anotherOperation();
     }
     return crucible() ? QString() : QStringLiteral("The crucible has not been read yet.");
 }

@@ -4,6 +4,7 @@
 #include "CodeManagerApp/Model/ComponentsPane.h"
 #include "CodeManagerApp/Model/ManagerModel.h"
 #include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
 #include "ManagerCore/Foundation/Remover.h"
 
 namespace CodeManagerApp
@@ -94,8 +95,10 @@ std::int64_t ManagerModel::chosenBytes() const
 QCoro::Task<> ManagerModel::moveChosenToTrash()
 {
     std::vector<std::filesystem::path> paths;
-    for (FoundItem& item : chosen()) {
-        paths.push_back(std::move(item.url));
+    for (const FoundItem& item : items()) {
+        if (checked_.contains(item.url.native())) {
+            paths.push_back(item.url);
+        }
     }
     if (paths.empty()) {
         co_return;
@@ -113,8 +116,8 @@ void ManagerModel::keepTicksOfFoundItems()
         return;
     }
     std::unordered_set<std::string> kept;
-    for (const FoundItem& item : chosen()) {
-        kept.insert(item.path());
+    for (const FoundItem& item : items()) {
+        kept.insert(checked_.extract(item.url.native()));
     }
     setChecked(std::move(kept));
 }
@@ -148,7 +151,7 @@ QString ManagerModel::reasonAgainstClearing() const
 QString ManagerModel::reasonAgainstMoving() const
 {
     if (busy()) {
-        return QStringLiteral("Another operation is running.");
+        return Reasons::anotherOperation();
     }
     if (scanning()) {
         return QStringLiteral("The disk is still being read.");

@@ -1,6 +1,7 @@
 #include "CodeManagerApp/Model/ServicePane.h"
 
 #include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
 
 namespace CodeManagerApp
 {
@@ -33,7 +34,7 @@ QString reasonAgainst(ServiceOp op,
         return QStringLiteral("The product's descriptor names no launch agent.");
     }
     if (busy) {
-        return QStringLiteral("Another operation is running.");
+        return Reasons::anotherOperation();
     }
     if (!status) {
         return QStringLiteral("It is not known yet whether the backend is running.");

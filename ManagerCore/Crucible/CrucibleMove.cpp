@@ -11,6 +11,7 @@
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Remover.h"
 #include "ManagerCore/Foundation/Size.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Platform/ErrorText.h"
 
 namespace ManagerCore::CrucibleMove
@@ -35,25 +36,6 @@ std::optional<std::string> notTrashed(const fs::path& path)
         return std::nullopt;
     }
     return results.empty() ? "?" : results.front().error.value_or("?");
-}
-
-std::optional<std::string> makeFolders(const fs::path& folder)
-{
-    if (FilePath::isFolder(folder)) {
-        return std::nullopt;
-    }
-    if (folder != folder.parent_path()) {
-        if (auto error = makeFolders(folder.parent_path())) {
-            return error;
-        }
-    }
-    if (::mkdir(folder.c_str(), S_IRWXU | S_IRWXG | S_IRWXO) != 0) {
-        const int error = errno;
-        if (error != EEXIST || !FilePath::isFolder(folder)) {
-            return Platform::ErrorText::saving(error, folder);
-        }
-    }
-    return std::nullopt;
 }
 
 // The way a move goes, as far as looking tells.
@@ -89,7 +71,7 @@ Way wayOf(const fs::path& node, const fs::path& from, const fs::path& to)
 
 std::optional<std::string> copy(TreeCopier& copier, const fs::path& destination, TreeCopier::Watcher* watcher)
 {
-    if (auto error = makeFolders(destination.parent_path())) {
+    if (auto error = WholeFile::makeFolders(destination.parent_path(), S_IRWXU | S_IRWXG | S_IRWXO)) {
         return error;
     }
     return copier.copy(watcher);

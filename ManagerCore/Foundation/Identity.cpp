@@ -1,6 +1,7 @@
 #include "ManagerCore/Foundation/Identity.h"
 
 #include "ManagerCore/Foundation/Descriptor.h"
+#include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Text.h"
 
 namespace ManagerCore
@@ -30,6 +31,16 @@ std::expected<Identity, std::string> Identity::load(const std::filesystem::path&
         .sweepNames = Descriptor::list("sweep_names", map),
         .sweepDirs = Descriptor::list("sweep_dirs", map),
     };
+}
+
+std::optional<std::filesystem::path> Identity::installedExecutable() const
+{
+    for (const std::string& binary : binaries) {
+        if (std::filesystem::path path = FilePath::expandHome(binary); FilePath::exists(path)) {
+            return path;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace ManagerCore

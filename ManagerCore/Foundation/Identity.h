@@ -2,6 +2,7 @@
 
 #include <expected>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,9 @@ struct Identity {
 
     // One sentence why when the file cannot be read as UTF-8; otherwise always a record, absent keys at their defaults.
     static std::expected<Identity, std::string> load(const std::filesystem::path& file);
+
+    // The first of `binaries` that exists, executable or not. Asks the disk.
+    [[nodiscard]] std::optional<std::filesystem::path> installedExecutable() const;
 };
 
 } // namespace ManagerCore

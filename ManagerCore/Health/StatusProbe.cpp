@@ -17,18 +17,6 @@ namespace
 
 constexpr std::size_t commitLength = 8;
 
-// The first candidate that exists, executable or not.
-std::optional<std::filesystem::path> installedExecutable(const std::vector<std::string>& candidates)
-{
-    for (const std::string& candidate : candidates) {
-        std::filesystem::path path = FilePath::expandHome(candidate);
-        if (FilePath::exists(path)) {
-            return path;
-        }
-    }
-    return std::nullopt;
-}
-
 // The last of the pieces between colons, trimmed; the unknown value when there is none.
 std::string lastPiece(std::string_view line)
 {
@@ -75,7 +63,7 @@ void measureModel(const ModelResolution& model, Status& status)
 Status gather(const Identity& identity, const ManagerActions& actions)
 {
     Status status;
-    if (const auto executable = installedExecutable(identity.binaries)) {
+    if (const auto executable = identity.installedExecutable()) {
         status.installed = true;
         readVersion(Proc::run(executable->string(), {"--version"}).stdout, status);
     }

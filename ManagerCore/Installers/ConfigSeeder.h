@@ -1,8 +1,5 @@
 #pragma once
 
-#include <filesystem>
-#include <optional>
-
 #include "ManagerCore/Foundation/Identity.h"
 #include "ManagerCore/Foundation/Proc.h"
 
@@ -10,11 +7,8 @@
 namespace ManagerCore::ConfigSeeder
 {
 
-// The first of the product's executables that exists.
-std::optional<std::filesystem::path> binary(const Identity& identity);
-
-// Runs that one with --version and gives its result, whatever its code; code 1 with one sentence when there is none.
-// Blocks: not for the interface thread.
+// Runs the first of the product's executables that exists with --version and gives its result, whatever its code; code
+// 1 with one sentence when there is none. Blocks: not for the interface thread.
 Proc::Out seed(const Identity& identity, Proc::Watcher* watcher = nullptr);
 
 } // namespace ManagerCore::ConfigSeeder

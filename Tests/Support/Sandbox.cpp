@@ -94,6 +94,15 @@ SandboxTest::SandboxTest()
 
 SandboxTest::~SandboxTest() = default;
 
+fs::path SandboxTest::trash() const
+{
+#ifdef __APPLE__
+    return home() / ".Trash";
+#else
+    return home() / ".local/share/Trash/files";
+#endif
+}
+
 void write(const fs::path& file, std::string_view bytes)
 {
     fs::create_directories(file.parent_path());

@@ -22,6 +22,8 @@ protected:
     [[nodiscard]] const std::filesystem::path& home() const { return home_; }
     // A folder for everything else, beside the home.
     [[nodiscard]] const std::filesystem::path& scratch() const { return scratch_; }
+    // Where the Trash of the home keeps its items.
+    [[nodiscard]] std::filesystem::path trash() const;
 
 private:
     std::filesystem::path home_;

@@ -122,7 +122,7 @@ TEST_F(SelectionTest, whatIsTickedGoesToTheTrashAndNothingElse)
     EXPECT_FALSE(fs::exists(home() / ".zyn"));
     EXPECT_FALSE(fs::exists(home() / "Library/Logs/zyn"));
     EXPECT_EQ(TestSupport::read(home() / "Library/Caches/zyn/cache"), "cache");
-    EXPECT_EQ(TestSupport::read(home() / ".local/share/Trash/files/.zyn/settings"), "configuration");
+    EXPECT_EQ(TestSupport::read(trash() / ".zyn/settings"), "configuration");
     EXPECT_EQ(paths(model.items()), (std::set<std::string> {inHome("Library/Caches/zyn")}));
     EXPECT_TRUE(model.checked().empty());
     EXPECT_EQ(toUtf8(model.console()),

@@ -14,15 +14,6 @@ using TestSupport::write;
 class CrucibleTest : public TestSupport::SandboxTest
 {
 protected:
-    [[nodiscard]] fs::path trash() const
-    {
-#ifdef __APPLE__
-        return home() / ".Trash";
-#else
-        return home() / ".local/share/Trash/files";
-#endif
-    }
-
     // The names of what lies in it.
     [[nodiscard]] std::vector<std::string> trashed() const
     {

@@ -22,15 +22,6 @@ namespace
 
 class RemoverTest : public TestSupport::SandboxTest
 {
-protected:
-    [[nodiscard]] fs::path trash() const
-    {
-#ifdef __APPLE__
-        return home() / ".Trash";
-#else
-        return home() / ".local/share/Trash/files";
-#endif
-    }
 };
 
 Remover::Result trashed(const fs::path& path)

@@ -42,7 +42,7 @@ protected:
                 .source = (scratch() / "source").string(),
                 .dest = "~/data/orchid"};
     }
-    [[nodiscard]] fs::path trashed(const std::string& name) const { return home() / ".local/share/Trash/files" / name; }
+    [[nodiscard]] fs::path trashed(const std::string& name) const { return trash() / name; }
 
 private:
     EnvironmentVariable catalog_ {"CM_DATABASES_DIR", folder().string()};

@@ -123,15 +123,6 @@ protected:
         return paths;
     }
 
-    [[nodiscard]] fs::path trash() const
-    {
-#ifdef __APPLE__
-        return home() / ".Trash";
-#else
-        return home() / ".local/share/Trash/files";
-#endif
-    }
-
     // Everything in the home and beside it but what the Trash keeps for itself.
     [[nodiscard]] Snapshot everything() const
     {
