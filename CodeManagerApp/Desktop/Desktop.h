@@ -17,6 +17,10 @@ std::optional<std::string> open(const std::filesystem::path& file);
 // Shows the item, a link itself, in the file manager. As above.
 std::optional<std::string> reveal(const std::filesystem::path& item);
 
+// Hands the desktop a short message from this application. Absent on success, else one sentence why not; a desktop may
+// keep it from its user without a word. As above.
+std::optional<std::string> notify(const std::string& application, const std::string& message);
+
 // Why no window can be shown, as one sentence; absent when there is a display. Before any window is made.
 std::optional<std::string> displayTrouble();
 

@@ -122,6 +122,38 @@ std::optional<std::string> reveal(const std::filesystem::path& item)
     return openAddress(addressOf(ManagerCore::FilePath::parent(item)).get());
 }
 
+std::optional<std::string> notify(const std::string& application, const std::string& message)
+{
+    constexpr int patience = 5000; // milliseconds
+    GError* error = nullptr;
+    const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
+    if (!bus) {
+        return sentence(error);
+    }
+    GVariantBuilder hints;
+    g_variant_builder_init(&hints, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&hints, "{sv}", "desktop-entry", g_variant_new_string("code-manager"));
+    // The message is the summary: a body could be taken for markup.
+    GVariant* const answer = g_dbus_connection_call_sync(
+        bus.get(),
+        "org.freedesktop.Notifications",
+        "/org/freedesktop/Notifications",
+        "org.freedesktop.Notifications",
+        "Notify",
+        g_variant_new(
+            "(susssasa{sv}i)", application.c_str(), 0U, "code-manager", message.c_str(), "", nullptr, &hints, -1),
+        nullptr,
+        G_DBUS_CALL_FLAGS_NONE,
+        patience,
+        nullptr,
+        &error);
+    if (answer == nullptr) {
+        return sentence(error);
+    }
+    g_variant_unref(answer);
+    return std::nullopt;
+}
+
 bool hasGraphicsProcessor()
 {
     constexpr std::array nodes {"/dev/dri/renderD128", "/dev/dri/renderD129", "/dev/nvidiactl"};

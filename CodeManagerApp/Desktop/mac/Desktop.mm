@@ -1,6 +1,7 @@
 #include "CodeManagerApp/Desktop/Desktop.h"
 
 #import <AppKit/AppKit.h>
+#import <UserNotifications/UserNotifications.h>
 
 #include <algorithm>
 
@@ -52,6 +53,28 @@ std::optional<std::string> reveal(const std::filesystem::path& item)
         return ManagerCore::Platform::ErrorText::missing(item);
     }
     [[NSWorkspace sharedWorkspace] activateFileViewerSelectingURLs:@[ addressOf(item) ]];
+    return std::nullopt;
+}
+
+std::optional<std::string> notify(const std::string& application, const std::string& message)
+{
+    // Only an application that was started from its bundle has a place in the notification centre.
+    if (NSBundle.mainBundle.bundleIdentifier == nil) {
+        return "The program was not started as an application.";
+    }
+    UNMutableNotificationContent* const content = [[UNMutableNotificationContent alloc] init];
+    content.title = [NSString stringWithUTF8String:application.c_str()];
+    content.body = [NSString stringWithUTF8String:message.c_str()];
+    UNNotificationRequest* const request = [UNNotificationRequest requestWithIdentifier:@"operation"
+                                                                                content:content
+                                                                                trigger:nil];
+    UNUserNotificationCenter* const center = UNUserNotificationCenter.currentNotificationCenter;
+    [center requestAuthorizationWithOptions:UNAuthorizationOptionAlert
+                          completionHandler:^(BOOL granted, NSError*) {
+                              if (granted) {
+                                  [center addNotificationRequest:request withCompletionHandler:nil];
+                              }
+                          }];
     return std::nullopt;
 }
 

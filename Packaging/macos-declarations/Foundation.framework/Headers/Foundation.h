@@ -29,6 +29,11 @@
                                 relativeToURL:(nullable NSURL*)baseURL;
 @end
 
+@interface NSBundle : NSObject
+@property (class, readonly, strong) NSBundle* mainBundle;
+@property (nullable, readonly, copy) NSString* bundleIdentifier;
+@end
+
 @interface NSFileManager : NSObject
 @property (class, readonly, strong) NSFileManager* defaultManager;
 - (BOOL)trashItemAtURL:(NSURL*)url
