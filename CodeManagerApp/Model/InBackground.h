@@ -2,6 +2,7 @@
 
 #include <coroutine>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include <QFuture>
@@ -40,7 +41,12 @@ public:
         watcher->setFuture(future_);
     }
 
-    Result await_resume() { return future_.takeResult(); }
+    Result await_resume()
+    {
+        if constexpr (!std::is_void_v<Result>) {
+            return future_.takeResult();
+        }
+    }
     // NOLINTEND(readability-identifier-naming)
 
 private:

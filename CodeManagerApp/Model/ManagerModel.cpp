@@ -8,10 +8,12 @@
 #include <QThread>
 #include <QtGlobal>
 
+#include "CodeManagerApp/Desktop/Desktop.h"
 #include "CodeManagerApp/Model/GuideTopics.h"
 #include "CodeManagerApp/Model/Overview.h"
-#include "CodeManagerApp/Model/ProjectDir.h"
 #include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
+#include "ManagerCore/Foundation/ProjectDir.h"
 #include "ManagerCore/Health/StatusProbe.h"
 
 namespace CodeManagerApp
@@ -23,6 +25,7 @@ namespace
 {
 
 constexpr int threads = 16; // few work, most wait for a child
+constexpr std::chrono::seconds worthTelling {10}; // whoever waits that long may have turned to something else
 
 } // namespace
 
@@ -43,6 +46,10 @@ ManagerModel::ManagerModel(Identity identity, ManagerActions actions, QObject* p
     for (const auto changed : {&ManagerModel::busyChanged, &ManagerModel::crucibleBusyChanged}) {
         connect(this, changed, this, &ManagerModel::operationRunsChanged);
     }
+    for (const auto changed : {&ManagerModel::statusChanged, &ManagerModel::busyChanged}) {
+        connect(this, changed, this, &ManagerModel::modelRowsChanged);
+    }
+    connect(this, &ManagerModel::databasesChanged, this, &ManagerModel::databaseRowsChanged);
     for (const auto changed : {&ManagerModel::itemsChanged,
                                &ManagerModel::checkedChanged,
                                &ManagerModel::busyChanged,
@@ -92,7 +99,13 @@ const std::vector<FoundItem>& ManagerModel::items() const
 
 void ManagerModel::setItems(std::vector<FoundItem> items)
 {
-    change(items_, std::move(items), &ManagerModel::itemsChanged);
+    checkThread();
+    if (items == items_) {
+        return;
+    }
+    items_.swap(items);
+    Q_EMIT itemsChanged();
+    pool_.start([old = std::move(items)] { }); // a long list takes its time to go
 }
 
 const std::unordered_set<std::string>& ManagerModel::checked() const
@@ -228,6 +241,37 @@ QCoro::Task<> ManagerModel::refresh()
     setStatus(std::move(status));
     change(refreshes_, refreshes_ - 1, &ManagerModel::refreshingChanged);
 }
+
+bool ManagerModel::begin(const QString& name, std::size_t steps)
+{
+    if (busy()) {
+        return false;
+    }
+    operation_ = name;
+    progress_.begin(name, steps);
+    setBusy(true);
+    return true;
+}
+
+void ManagerModel::end(bool good)
+{
+    const auto took = progress_.end();
+    setBusy(false);
+    if (took >= worthTelling && QGuiApplication::applicationState() != Qt::ApplicationActive) {
+        const QString outcome = (good ? QStringLiteral("Finished: %1") : QStringLiteral("Failed: %1")).arg(operation_);
+        tellDesktop(toUtf8(outcome + QStringLiteral(" (") + Progress::inWords(took) + QStringLiteral(")")));
+    }
+}
+
+QCoro::Task<> ManagerModel::tellDesktop(std::string message)
+{
+    // A desktop that takes no messages leaves none; the console has it all.
+    co_await inBackground(&Desktop::notify, toUtf8(windowTitle()), std::move(message));
+}
+
+void ManagerModel::append(const QString& text) { setConsole(console() + text); }
+
+QString ManagerModel::reasonAgainstOperations() const { return busy() ? Reasons::anotherOperation() : QString(); }
 
 bool ManagerModel::settles(std::chrono::milliseconds wait)
 {

@@ -21,7 +21,9 @@
 #include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/CruciblePane.h"
 #include "CodeManagerApp/Model/InBackground.h"
+#include "CodeManagerApp/Model/ModelChecklist.h"
 #include "CodeManagerApp/Model/Pane.h"
+#include "CodeManagerApp/Model/Progress.h"
 #include "CodeManagerApp/Model/QtText.h"
 #include "CodeManagerApp/Model/ServicePane.h"
 #include "CodeManagerApp/Model/ViewRecords.h"
@@ -78,6 +80,21 @@ class ManagerModel : public QObject
     Q_PROPERTY(bool servedLinkDangles READ servedLinkDangles NOTIFY crucibleChanged)
     Q_PROPERTY(QString reasonAgainstCrucibleWork READ reasonAgainstCrucibleWork NOTIFY crucibleRowsChanged)
     Q_PROPERTY(QString reasonAgainstRepairing READ reasonAgainstRepairing NOTIFY crucibleRowsChanged)
+    Q_PROPERTY(CodeManagerApp::Progress* progress READ progress CONSTANT)
+    Q_PROPERTY(QString reasonAgainstOperations READ reasonAgainstOperations NOTIFY busyChanged)
+    Q_PROPERTY(QString project READ project NOTIFY projectDirChanged)
+    Q_PROPERTY(QString installDescription READ installDescription CONSTANT)
+    Q_PROPERTY(QString desktopChoice READ desktopChoice CONSTANT)
+    Q_PROPERTY(bool installDesktop READ installDesktopChecked WRITE setInstallDesktopChecked NOTIFY
+                   installDesktopCheckedChanged)
+    Q_PROPERTY(QList<CodeManagerApp::StatRowValue> modelRows READ modelRows NOTIFY modelRowsChanged)
+    Q_PROPERTY(QString reasonAgainstRevealingModel READ reasonAgainstRevealingModel NOTIFY modelRowsChanged)
+    Q_PROPERTY(QString reasonAgainstRemovingModel READ reasonAgainstRemovingModel NOTIFY modelRowsChanged)
+    Q_PROPERTY(CodeManagerApp::ModelChecklist* checklist READ checklist CONSTANT)
+    Q_PROPERTY(QString installCheckedText READ installCheckedText NOTIFY checkedModelSlugsChanged)
+    Q_PROPERTY(QString noModelsText READ noModelsText NOTIFY projectDirChanged)
+    Q_PROPERTY(bool databasesLoaded READ databasesLoaded NOTIFY databaseRowsChanged)
+    Q_PROPERTY(QList<CodeManagerApp::DatabaseValue> databaseRows READ databaseRows NOTIFY databaseRowsChanged)
 
 public:
     // Fills every field with its initial value, finds the project folder and honours CM_PANE.
@@ -158,6 +175,29 @@ public:
     QCoro::Task<> backUpLinks(std::filesystem::path file);
     QCoro::Task<> restoreLinks(std::filesystem::path file);
 
+    // Installs the product or parts of it from its project folder, and its models, with what the scripts print in the
+    // console. Nothing happens while another operation runs; what is missing is told in the console.
+    QCoro::Task<> installCli();
+    QCoro::Task<> installEverything();
+    QCoro::Task<> installConfiguredModel();
+    QCoro::Task<> installCheckedModels();
+    // Stops the backend and moves the served model to the Trash. Nothing happens before a snapshot shows one.
+    QCoro::Task<> removeModel();
+    // Works with this project folder from now on, and remembers it.
+    QCoro::Task<> chooseProject(std::filesystem::path folder);
+    // Reads anew what the catalog offers; ticks stay with the models that it still has.
+    QCoro::Task<> loadCatalog();
+    // Looks up what the catalog calls the configured model.
+    QCoro::Task<> resolveSlug();
+    void selectAllModels();
+    [[nodiscard]] bool isBundled(const std::string& slug) const;
+
+    // Reads the descriptors of the databases anew.
+    QCoro::Task<> reloadDatabases();
+    // Nothing happens while another operation runs.
+    QCoro::Task<> installDatabase(ManagerCore::Database database);
+    QCoro::Task<> removeDatabase(ManagerCore::Database database);
+
     // Whether the work under way has ended, or does so in this time; the only thing here that waits, for the end of the
     // program.
     [[nodiscard]] bool settles(std::chrono::milliseconds wait);
@@ -198,6 +238,31 @@ public:
     [[nodiscard]] bool servedLinkDangles() const;
     [[nodiscard]] QString reasonAgainstCrucibleWork() const;
     [[nodiscard]] QString reasonAgainstRepairing() const;
+    [[nodiscard]] Progress* progress() { return &progress_; }
+    [[nodiscard]] QString reasonAgainstOperations() const;
+    [[nodiscard]] QString project() const; // on one line; empty where there is none
+    [[nodiscard]] QString installDescription() const;
+    [[nodiscard]] QString desktopChoice() const;
+    [[nodiscard]] QList<StatRowValue> modelRows() const;
+    [[nodiscard]] QString reasonAgainstRevealingModel() const;
+    [[nodiscard]] QString reasonAgainstRemovingModel() const;
+    [[nodiscard]] ModelChecklist* checklist() { return &checklist_; }
+    [[nodiscard]] QString installCheckedText() const;
+    [[nodiscard]] QString noModelsText() const;
+    [[nodiscard]] bool databasesLoaded() const { return databasesLoaded_; } // once, at least
+    [[nodiscard]] QList<DatabaseValue> databaseRows() const;
+    Q_INVOKABLE void requestInstallCli() { installCli(); }
+    Q_INVOKABLE void requestInstallEverything() { installEverything(); }
+    Q_INVOKABLE void requestInstallModel() { installConfiguredModel(); }
+    Q_INVOKABLE void requestInstallChecked() { installCheckedModels(); }
+    Q_INVOKABLE void requestRemoveModel() { removeModel(); }
+    Q_INVOKABLE void requestProject(const QUrl& folder) { chooseProject(toPath(folder)); }
+    Q_INVOKABLE void requestModels();
+    Q_INVOKABLE void requestSelectAllModels() { selectAllModels(); }
+    Q_INVOKABLE void requestRevealModel();
+    Q_INVOKABLE void requestDatabases() { reloadDatabases(); }
+    // Installs the database of the row, or removes it where it is installed.
+    Q_INVOKABLE void requestDatabase(int row);
     Q_INVOKABLE void copyText(const QString& text) const;
     Q_INVOKABLE void requestCrucible() { refreshCrucible(); }
     Q_INVOKABLE void requestCrucibleRoot(const QUrl& folder) { setCrucibleRoot(toPath(folder)); }
@@ -235,9 +300,21 @@ Q_SIGNALS:
     void danglingChanged();
     void crucibleRowsChanged();
     void totalsChanged();
+    void modelRowsChanged();
+    void bundledChanged();
+    void databaseRowsChanged();
 
 private:
     void checkThread() const;
+    // Of an operation that shows how far it is: false, and nothing happens, while another one runs.
+    bool begin(const QString& name, std::size_t steps = 1);
+    void end(bool good);
+    // The same once there is a project folder, with the first words of the console; else it says what is missing.
+    bool beginWithProject(const QString& name, const std::string& firstWords, std::size_t steps = 1);
+    void append(const QString& text);
+    // What is ticked, in the catalog's order.
+    [[nodiscard]] std::vector<ManagerCore::CatalogModel> checkedModels() const;
+    QCoro::Task<> tellDesktop(std::string message);
     void keepTicksOfFoundItems();
     template <typename Value> void change(Value& field, Value value, void (ManagerModel::*changed)())
     {
@@ -278,7 +355,14 @@ private:
     bool scanned_ = false;
     CruciblePane::DriveSpaces drives_; // of the sites of `crucible_`
     int dangling_ = -1; // links that dangled when they were looked at last; negative before
+    std::set<std::string> bundled_; // slugs of the catalog
+    std::optional<std::string> configuredSlug_;
+    std::vector<bool> installedDatabases_; // one for each of `databases_`
+    bool databasesLoaded_ = false;
+    QString operation_; // the name of the one under way
+    Progress progress_ {this};
     ComponentList components_ {*this};
+    ModelChecklist checklist_ {*this};
     QThreadPool pool_; // of its own: its threads wait for children, and must not keep others from working
 };
 

@@ -116,6 +116,21 @@ public:
     bool operator==(const CrucibleLinkValue&) const = default;
 };
 
+// A database that the product can use.
+struct DatabaseValue {
+    Q_GADGET
+    QML_VALUE_TYPE(databaseValue)
+    Q_PROPERTY(QString name MEMBER name CONSTANT)
+    Q_PROPERTY(QString detail MEMBER detail CONSTANT)
+    Q_PROPERTY(bool installed MEMBER installed CONSTANT)
+public:
+    QString name;
+    QString detail;
+    bool installed = false;
+
+    bool operator==(const DatabaseValue&) const = default;
+};
+
 // A button that acts on the product, and why it cannot be pressed now; an empty reason where it can.
 struct ActionState {
     Q_GADGET

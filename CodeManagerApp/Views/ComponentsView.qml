@@ -8,8 +8,6 @@ import CodeManager
 PaneBase {
     id: root
 
-    required property ManagerModel model
-
     // Something of this pane was said in the console.
     property bool told: false
 

@@ -64,21 +64,8 @@ FocusScope {
                     Accessible.ignored: true
                 }
 
-                Rectangle {
-                    implicitWidth: place.implicitWidth + 2 * Theme.spacing.small
-                    implicitHeight: place.implicitHeight + 4
-                    radius: height / 2
-                    color: Theme.color.controlPressed
-
-                    Words {
-                        id: place
-
-                        anchors.centerIn: parent
-                        text: root.site.place
-                        font: Theme.font.caption
-                        color: Theme.color.secondary
-                        Accessible.ignored: true
-                    }
+                Pill {
+                    text: root.site.place
                 }
             }
 

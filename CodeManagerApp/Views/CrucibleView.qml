@@ -8,8 +8,6 @@ import CodeManager
 PaneFrame {
     id: root
 
-    required property ManagerModel model
-
     // Another copy was chosen here: the rows are read anew once that is done.
     property bool served: false
 

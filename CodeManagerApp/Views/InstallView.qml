@@ -1,19 +1,83 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Layouts
 import CodeManager
 
+// Builds and installs the product from its project folder.
 PaneFrame {
     id: root
 
-    required property ManagerModel model
-
     title: "Install"
+    busy: root.model.busy
+    placesProgress: true
     fills: true
 
-    CenterNote {
-        symbol: root.model.panes[root.model.section].symbol
-        text: "This pane is not there yet."
+    ProjectRow {
+        model: root.model
         Layout.fillWidth: true
+    }
+
+    Card {
+        padding: Theme.spacing.large
+        spacing: Theme.spacing.small
+        Layout.fillWidth: true
+
+        Heading {
+            text: "Install / Update"
+        }
+
+        Words {
+            text: root.model.installDescription
+            color: Theme.color.secondary
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+        }
+
+        TickBox {
+            label: root.model.desktopChoice
+            ticked: root.model.installDesktop ? Qt.Checked : Qt.Unchecked
+            Layout.topMargin: Theme.spacing.tiny
+            Layout.leftMargin: -Theme.spacing.tiny
+            onToggleRequested: root.model.installDesktop = !root.model.installDesktop
+        }
+
+        Flow {
+            spacing: Theme.spacing.small
+            Layout.topMargin: Theme.spacing.tiny
+            Layout.fillWidth: true
+
+            ActionButton {
+                text: root.model.busy ? "Installing…" : "Install / Update Everything"
+                kind: ActionButton.Primary
+                reason: root.model.reasonAgainstOperations
+                onActivated: root.model.requestInstallEverything()
+            }
+
+            ActionButton {
+                text: "CLI only"
+                reason: root.model.reasonAgainstOperations
+                onActivated: root.model.requestInstallCli()
+            }
+        }
+
+        ProgressLine {
+            progress: root.model.progress
+            Layout.topMargin: Theme.spacing.small
+            Layout.fillWidth: true
+        }
+    }
+
+    ConsoleView {
+        visible: root.model.console !== ""
+        text: root.model.console
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        Layout.minimumHeight: 60
+        Layout.maximumHeight: implicitHeight
+    }
+
+    Item {
         Layout.fillHeight: true
     }
 }

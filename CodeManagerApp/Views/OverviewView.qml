@@ -8,8 +8,6 @@ import CodeManager
 PaneFrame {
     id: root
 
-    required property ManagerModel model
-
     title: "Overview"
     busy: root.model.refreshing
     refreshable: true

@@ -8,8 +8,6 @@ import CodeManager
 PaneFrame {
     id: root
 
-    required property ManagerModel model
-
     title: "Services"
     busy: root.model.busy || root.model.refreshing
     refreshable: true

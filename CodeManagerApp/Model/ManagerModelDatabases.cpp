@@ -1,0 +1,109 @@
+#include <utility>
+
+#include "CodeManagerApp/Model/Console.h"
+#include "CodeManagerApp/Model/InstallPane.h"
+#include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/QtText.h"
+#include "ManagerCore/Installers/DatabaseCatalog.h"
+#include "ManagerCore/Installers/DatabaseInstaller.h"
+
+namespace CodeManagerApp
+{
+
+using namespace ManagerCore;
+
+namespace
+{
+
+struct Listed {
+    std::vector<Database> databases;
+    std::vector<bool> installed;
+};
+
+// Any thread, as the two below.
+Listed listAll()
+{
+    Listed listed {.databases = DatabaseCatalog::load(), .installed = {}};
+    for (const Database& database : listed.databases) {
+        listed.installed.push_back(database.installed());
+    }
+    return listed;
+}
+
+struct Changed {
+    bool ok = false;
+    QString text;
+};
+
+Changed installed(const Database& database, const Progress::Watcher& watcher)
+{
+    const Proc::Out out = DatabaseInstaller::install(database, watcher.get());
+    const std::string text = out.ok() ? "✓ installed to " + database.destPath().string() : "✗ failed: " + out.stderr;
+    return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(text)))};
+}
+
+Changed removed(const Database& database)
+{
+    const auto results = DatabaseInstaller::uninstall(database);
+    if (!results.empty() && results.front().trashed) {
+        return {.ok = true, .text = fromUtf8("Moved to Trash:\n" + database.destPath().string())};
+    }
+    const std::string why = results.empty() ? "unknown" : results.front().error.value_or("unknown");
+    return {.ok = false, .text = fromUtf8("Remove failed: " + why)};
+}
+
+} // namespace
+
+QCoro::Task<> ManagerModel::reloadDatabases()
+{
+    Listed listed = co_await inBackground(&listAll);
+    installedDatabases_ = std::move(listed.installed);
+    setDatabases(std::move(listed.databases));
+    databasesLoaded_ = true;
+    Q_EMIT databaseRowsChanged();
+}
+
+QCoro::Task<> ManagerModel::installDatabase(Database database)
+{
+    const QString name = QStringLiteral("Installing ") + oneLine(database.name);
+    if (!begin(name)) {
+        co_return;
+    }
+    progress_.step(1, name);
+    setConsole(fromUtf8("Installing " + database.name + "…\n"));
+    const Changed change = co_await inBackground(&installed, std::move(database), progress_.watcher());
+    append(change.text);
+    end(change.ok);
+    reloadDatabases();
+}
+
+QCoro::Task<> ManagerModel::removeDatabase(Database database)
+{
+    if (!begin(QStringLiteral("Removing ") + oneLine(database.name))) {
+        co_return;
+    }
+    const Changed change = co_await inBackground(&removed, std::move(database));
+    setConsole(change.text);
+    end(change.ok);
+    reloadDatabases();
+}
+
+QList<DatabaseValue> ManagerModel::databaseRows() const
+{
+    return InstallPane::databases(databases(), installedDatabases_);
+}
+
+void ManagerModel::requestDatabase(int row)
+{
+    if (row < 0 || std::cmp_greater_equal(row, databases().size())) {
+        return;
+    }
+    const auto place = static_cast<std::size_t>(row);
+    if (place < installedDatabases_.size() && installedDatabases_[place]) {
+        removeDatabase(databases_[place]);
+    } else {
+        installDatabase(databases_[place]);
+    }
+}
+
+} // namespace CodeManagerApp

@@ -1,0 +1,184 @@
+#include <utility>
+
+#include "CodeManagerApp/Model/Console.h"
+#include "CodeManagerApp/Model/InstallPane.h"
+#include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/QtText.h"
+#include "CodeManagerApp/Model/Reasons.h"
+#include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/Remover.h"
+#include "ManagerCore/Health/Service.h"
+#include "ManagerCore/Models/ModelBundleCheck.h"
+#include "ManagerCore/Models/ModelCatalog.h"
+#include "ManagerCore/Models/ModelInstaller.h"
+#include "ManagerCore/Setup/InstallTexts.h"
+
+namespace CodeManagerApp
+{
+
+using namespace ManagerCore;
+
+namespace
+{
+
+struct Offered {
+    std::vector<CatalogModel> models;
+    std::set<std::string> bundled;
+};
+
+// Any thread.
+Offered offeredBy(const std::string& projectDir)
+{
+    const std::string dir = ModelInstaller::installModelsDir(projectDir);
+    Offered offered {.models = ModelCatalog::scan(dir), .bundled = {}};
+    for (const CatalogModel& model : offered.models) {
+        if (ModelBundleCheck::isBundled(model.repo, dir)) {
+            offered.bundled.insert(model.slug);
+        }
+    }
+    return offered;
+}
+
+struct Removal {
+    std::string launchAgent; // may be empty
+    std::string modelPath;
+    bool byScript = false;
+    std::string projectDir;
+    std::string defaultsPath;
+};
+
+struct Removed {
+    bool ok = false;
+    QString text;
+};
+
+Removed moveToTrash(const std::string& path)
+{
+    const auto results = Remover::trash({FilePath::fromText(path)});
+    if (!results.empty() && results.front().trashed) {
+        return {.ok = true, .text = fromUtf8("Model moved to Trash:\n" + path)};
+    }
+    const std::string why = results.empty() ? "unknown" : results.front().error.value_or("unknown");
+    return {.ok = false, .text = fromUtf8("Remove failed: " + why)};
+}
+
+// Any thread. A backend that does not stop, or was not running, keeps nothing from being moved: what it has open stays
+// readable for it.
+Removed carryOut(const Removal& removal, const Progress::Watcher& watcher)
+{
+    if (!removal.launchAgent.empty()) {
+        Service::stop(removal.launchAgent);
+    }
+    if (!removal.byScript) {
+        return moveToTrash(removal.modelPath);
+    }
+    const Proc::Out out
+        = ModelInstaller::uninstallConfiguredModel(removal.projectDir, removal.defaultsPath, watcher.get());
+    const std::string text = InstallTexts::shown(out) + InstallTexts::removalEnding(out);
+    return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(text)))};
+}
+
+} // namespace
+
+QCoro::Task<> ManagerModel::loadCatalog()
+{
+    checkThread();
+    const std::string of = projectDir_;
+    Offered offered = co_await inBackground(&offeredBy, of);
+    if (of != projectDir_) {
+        co_return; // another folder was chosen meanwhile, and its catalog is on its way
+    }
+    std::set<std::string> kept;
+    for (const CatalogModel& model : offered.models) {
+        kept.insert(checkedModelSlugs_.extract(model.slug));
+    }
+    const bool sameBundled = offered.bundled == bundled_;
+    bundled_ = std::move(offered.bundled);
+    setCatalog(std::move(offered.models));
+    checkedModelSlugs_ = std::move(kept);
+    Q_EMIT checkedModelSlugsChanged();
+    if (!sameBundled) {
+        Q_EMIT bundledChanged();
+    }
+}
+
+QCoro::Task<> ManagerModel::resolveSlug()
+{
+    checkThread();
+    auto slug = co_await inBackground(&ModelInstaller::resolvedSlug, projectDir_, actions_.defaultsPath);
+    change(configuredSlug_, std::move(slug), &ManagerModel::modelRowsChanged);
+}
+
+QCoro::Task<> ManagerModel::removeModel()
+{
+    if (busy() || !status() || status()->modelPath.empty()) {
+        co_return;
+    }
+    const Removal removal {.launchAgent = actions_.launchAgent,
+                           .modelPath = status()->modelPath,
+                           .byScript
+                           = status()->modelCatalogInstalled && !projectDir().empty() && !actions_.defaultsPath.empty(),
+                           .projectDir = projectDir(),
+                           .defaultsPath = actions_.defaultsPath};
+    const QString name = QStringLiteral("Removing the model");
+    setConsole({});
+    begin(name);
+    progress_.step(1, name, removal.byScript);
+    const Removed removed = co_await inBackground(&carryOut, removal, progress_.watcher());
+    setConsole(removed.text);
+    end(removed.ok);
+    refresh();
+}
+
+void ManagerModel::selectAllModels()
+{
+    std::set<std::string> slugs;
+    for (const CatalogModel& model : catalog()) {
+        slugs.insert(model.slug);
+    }
+    setCheckedModelSlugs(std::move(slugs));
+}
+
+bool ManagerModel::isBundled(const std::string& slug) const
+{
+    checkThread();
+    return bundled_.contains(slug);
+}
+
+QList<StatRowValue> ManagerModel::modelRows() const { return InstallPane::modelRows(status(), configuredSlug_); }
+
+QString ManagerModel::reasonAgainstRevealingModel() const
+{
+    if (!status()) {
+        return QStringLiteral("It is not known yet whether there is a model.");
+    }
+    return status()->modelPath.empty() ? QStringLiteral("There is no model.") : QString();
+}
+
+QString ManagerModel::reasonAgainstRemovingModel() const
+{
+    return busy() ? Reasons::anotherOperation() : reasonAgainstRevealingModel();
+}
+
+QString ManagerModel::installCheckedText() const { return InstallPane::installChecked(checkedModelSlugs().size()); }
+
+QString ManagerModel::noModelsText() const
+{
+    return projectDir().empty() ? fromUtf8(InstallTexts::locateProjectFirst())
+                                : QStringLiteral("The project's catalog offers no models.");
+}
+
+void ManagerModel::requestModels()
+{
+    loadCatalog();
+    resolveSlug();
+}
+
+void ManagerModel::requestRevealModel()
+{
+    if (reasonAgainstRevealingModel().isEmpty()) {
+        reveal(FilePath::expandTilde(status()->modelPath).native());
+    }
+}
+
+} // namespace CodeManagerApp

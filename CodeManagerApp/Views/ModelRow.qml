@@ -1,0 +1,76 @@
+import QtQuick
+import QtQuick.Layouts
+import CodeManager
+
+// A model of the catalog: whether it is ticked, its name, its size, and where its weights come from.
+Item {
+    id: root
+
+    required property string name
+    required property string slug
+    required property string size
+    required property string badge
+    required property int ticked
+    property bool current: false
+
+    signal toggled
+
+    implicitHeight: Theme.size.rowHeight - 4
+    Accessible.role: Accessible.ListItem
+    Accessible.name: root.name + ", " + (root.size === "" ? "" : root.size + ", ") + root.badge
+    Accessible.description: root.slug
+
+    Rectangle {
+        x: 1
+        width: parent.width - 2
+        height: 1
+        color: Theme.color.separator
+    }
+
+    MouseArea {
+        anchors.fill: parent
+        onClicked: root.toggled()
+    }
+
+    RowLayout {
+        anchors.fill: parent
+        anchors.leftMargin: Theme.spacing.medium - 2
+        anchors.rightMargin: Theme.spacing.large - 2
+        spacing: Theme.spacing.small
+
+        TickBox {
+            name: "Select " + root.name
+            ticked: root.ticked
+            onToggleRequested: root.toggled()
+        }
+
+        Words {
+            text: root.name
+            Accessible.ignored: true
+
+            Hint {
+                text: root.slug
+            }
+        }
+
+        Pill {
+            text: root.badge
+        }
+
+        Item {
+            Layout.fillWidth: true
+        }
+
+        Words {
+            text: root.size
+            color: Theme.color.secondary
+            horizontalAlignment: Text.AlignRight
+            Accessible.ignored: true
+        }
+    }
+
+    FocusRing {
+        gap: -2
+        shown: root.current
+    }
+}
