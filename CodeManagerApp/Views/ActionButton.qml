@@ -15,6 +15,7 @@ FocusScope {
     required property string text
     property string reason: ""
     property int kind: ActionButton.Plain
+    property bool running: false // what it began is under way: it waits, but stays what it is
 
     signal activated
 
@@ -25,7 +26,8 @@ FocusScope {
         id: button
 
         readonly property bool primary: root.kind === ActionButton.Primary
-        readonly property color ink: !button.enabled ? Theme.color.disabledText : button.primary ? Theme.color.accentInk : root.kind === ActionButton.Destructive ? Theme.color.badText : Theme.color.ink
+        readonly property bool filled: button.primary && (button.enabled || root.running)
+        readonly property color ink: button.filled ? Theme.color.accentInk : !button.enabled ? Theme.color.disabledText : root.kind === ActionButton.Destructive ? Theme.color.badText : Theme.color.ink
 
         anchors.fill: parent
         focus: true
@@ -55,10 +57,10 @@ FocusScope {
 
         background: Rectangle {
             radius: Theme.radius.control
-            border.width: button.primary && button.enabled ? 0 : 1
+            border.width: button.filled ? 0 : 1
             border.color: Theme.color.controlBorder
             color: {
-                if (button.primary && button.enabled)
+                if (button.filled)
                     return button.down ? Theme.color.accentPressed : Theme.color.accent;
                 return button.down ? Theme.color.controlPressed : button.hovered ? Theme.color.controlHover : Theme.color.card;
             }

@@ -1,7 +1,9 @@
 import QtQuick
+import QtQuick.Layouts
 import QtQuick.Templates as T
 
-// Output to read and to copy. Follows its end, unless its reader has scrolled up.
+// Output to read and to copy, not there while there is none. Follows its end, unless its reader has scrolled up. In a
+// column it takes what room is left, but no more than its text needs.
 Rectangle {
     id: root
 
@@ -11,6 +13,12 @@ Rectangle {
 
     implicitHeight: edit.implicitHeight + 2 * root.padding
     implicitWidth: 200
+    visible: root.text !== ""
+    Layout.fillWidth: true
+    Layout.fillHeight: true
+    Layout.minimumHeight: Math.min(root.implicitHeight, 90)
+    Layout.preferredHeight: Layout.minimumHeight
+    Layout.maximumHeight: root.implicitHeight
     radius: Theme.radius.card
     color: Theme.color.card
     border.width: 1

@@ -88,12 +88,7 @@ PaneFrame {
     }
 
     ConsoleView {
-        visible: root.model.console !== ""
         text: root.model.console
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.minimumHeight: Math.min(implicitHeight, 90)
-        Layout.maximumHeight: implicitHeight
     }
 
     Item {

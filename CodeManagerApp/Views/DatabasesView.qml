@@ -30,7 +30,8 @@ PaneFrame {
         visible: !root.empty
         Layout.fillWidth: true
         Layout.fillHeight: true
-        Layout.minimumHeight: Math.min(implicitHeight, 170)
+        Layout.minimumHeight: Math.min(implicitHeight, 190)
+        Layout.preferredHeight: Layout.minimumHeight
         Layout.maximumHeight: implicitHeight
 
         ListView {
@@ -59,12 +60,7 @@ PaneFrame {
     }
 
     ConsoleView {
-        visible: root.model.console !== ""
         text: root.model.console
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.minimumHeight: Math.min(implicitHeight, 90)
-        Layout.maximumHeight: implicitHeight
     }
 
     Item {

@@ -9,9 +9,11 @@ PaneFrame {
     id: root
 
     title: "Install"
-    busy: root.model.busy
+    busy: root.model.busy || root.model.refreshing
     placesProgress: true
+    refreshable: true
     fills: true
+    onRefresh: root.model.requestRefresh()
 
     ProjectRow {
         model: root.model
@@ -51,6 +53,7 @@ PaneFrame {
                 text: root.model.busy ? "Installing…" : "Install / Update Everything"
                 kind: ActionButton.Primary
                 reason: root.model.reasonAgainstOperations
+                running: root.model.busy
                 onActivated: root.model.requestInstallEverything()
             }
 
@@ -69,12 +72,7 @@ PaneFrame {
     }
 
     ConsoleView {
-        visible: root.model.console !== ""
         text: root.model.console
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.minimumHeight: 60
-        Layout.maximumHeight: implicitHeight
     }
 
     Item {

@@ -82,6 +82,7 @@ Card {
             text: root.model.busy ? "Installing…" : root.model.installCheckedText
             kind: ActionButton.Primary
             reason: root.model.reasonAgainstOperations
+            running: root.model.busy
             onActivated: root.model.requestInstallChecked()
         }
     }

@@ -48,17 +48,13 @@ PaneFrame {
         model: root.model
         Layout.fillWidth: true
         Layout.fillHeight: true
-        Layout.minimumHeight: Math.min(implicitHeight, 170)
+        Layout.minimumHeight: Math.min(implicitHeight, 190)
+        Layout.preferredHeight: Layout.minimumHeight
         Layout.maximumHeight: implicitHeight
     }
 
     ConsoleView {
-        visible: root.model.console !== ""
         text: root.model.console
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.minimumHeight: Math.min(implicitHeight, 90)
-        Layout.maximumHeight: implicitHeight
     }
 
     Item {

@@ -71,12 +71,7 @@ PaneFrame {
     }
 
     ConsoleView {
-        visible: root.model.console !== ""
         text: root.model.console
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.minimumHeight: 60
-        Layout.maximumHeight: implicitHeight
     }
 
     Item {

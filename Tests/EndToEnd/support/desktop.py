@@ -102,6 +102,17 @@ class Desktop:
         subprocess.run(["xclip", "-selection", "clipboard", "-i"], input=text, text=True, check=True,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=20)
 
+    def give_keyboard_away(self):
+        """To the empty desktop: no window is in front any more."""
+        x = ctypes.CDLL("libX11.so.6")
+        x.XOpenDisplay.restype = ctypes.c_void_p
+        x.XDefaultRootWindow.restype = ctypes.c_ulong
+        display = ctypes.c_void_p(x.XOpenDisplay(os.environ["DISPLAY"].encode()))
+        if not display:
+            raise RuntimeError("The display does not answer.")
+        x.XSetInputFocus(display, ctypes.c_ulong(x.XDefaultRootWindow(display)), 0, ctypes.c_ulong(0))
+        x.XCloseDisplay(display)
+
     def hide_pointer(self):
         """Out of the way, so that nothing is hovered over."""
         subprocess.run(["xdotool", "mousemove", "10000", "10000"], check=True, timeout=20)
