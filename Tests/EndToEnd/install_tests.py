@@ -2,8 +2,9 @@
 
 import plistlib
 import re
+import subprocess
 
-from support import processes
+from support import places, processes
 from support.case import WindowTest
 from support.notifications import Listener
 from support.waiting import until
@@ -253,6 +254,30 @@ class Databases(InstallTest):
         window.all(Role.PUSH_BUTTON, "Remove")[-1].press()
         self.expect_console(window, f"Moved to Trash:\n{quill}")
         self.assertFalse(quill.exists())
+
+
+    def test_a_window_and_a_command_line_at_once_lose_nothing(self):
+        orchid = self.sample.home / ".zyn/databases/orchid"
+        trash = self.sample.home / ".local/share/Trash/files"
+        source = {path.relative_to(self.sample.home / "Projects/databases/orchid"): path.read_bytes()
+                  for path in (self.sample.home / "Projects/databases/orchid").rglob("*") if path.is_file()}
+        window = self.open_install("databases")
+        until(lambda: [row for row in window.pane_rows() if row.name == "Orchid, installed"], lambda: window.outline())
+        for turn in range(5):
+            (orchid / f"own-{turn}").write_text("of mine")
+            other = subprocess.Popen([places.BIN / "zyn-code-manager", "database", "install", "db-orchid"],
+                                     env=self.sample.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            window.all(Role.PUSH_BUTTON, "Remove")[0].press()
+            other.wait(30)
+            self.rest(window)
+            kept = [place for place in [*trash.glob("*/" + f"own-{turn}"), orchid / f"own-{turn}"] if place.exists()]
+            self.assertEqual([place.read_text() for place in kept], ["of mine"])
+            self.assertEqual(self.sample.tool("database", "install", "db-orchid").returncode, 0)
+            self.assertEqual({path.relative_to(orchid): path.read_bytes()
+                              for path in orchid.rglob("*") if path.is_file()}, source)
+            window.button("Refresh").press()
+            until(lambda: [row for row in window.pane_rows() if row.name == "Orchid, installed"], window.outline)
+            self.rest(window)
 
 
 class Notifications(InstallTest):

@@ -14,6 +14,18 @@ FOLDERS = 300
 PATIENCE = 90
 
 
+def expect_no_stall(test, window, rounds=20):
+    """Tells what the watch has seen from the window's beginning to its end, and judges it."""
+    watch = until(window.watch, "the watch has written")
+    longest = ", ".join(f"{absence['away']:.1f} ms (at {absence['end']:.0f} ms, {absence['delayed']:.1f} ms without "
+                        "a processor left out)" for absence in watch["longest"])
+    print(f"\nThe interface thread was away for at most {longest}; {watch['rounds']} rounds, first frame after "
+          f"{watch['firstFrame']:.0f} ms, {watch['peakKiB'] / 1024:.0f} MiB at most.", flush=True)
+    test.assertTrue(watch["delayKnown"])
+    test.assertGreater(watch["rounds"], rounds)
+    test.assertLessEqual(watch["longest"][0]["away"], LIMIT)
+
+
 class Watch(WindowTest):
     """The watch finds a stall that is there, and as long as it is."""
 
@@ -70,14 +82,6 @@ class Stalls(WindowTest):
             window.open_pane("Services")
             window.button("Open Log").press()
 
-    def report(self, window):
-        watch = until(window.watch, "the watch has written")
-        longest = ", ".join(f"{absence['away']:.1f} ms (at {absence['end']:.0f} ms, {absence['delayed']:.1f} ms without "
-                            "a processor left out)" for absence in watch["longest"])
-        print(f"\nThe interface thread was away for at most {longest}; {watch['rounds']} rounds, first frame after "
-              f"{watch['firstFrame']:.0f} ms, {watch['peakKiB'] / 1024:.0f} MiB at most.", flush=True)
-        return watch
-
     def test_every_operation_with_a_slow_product_and_a_huge_model(self):
         window = self.open(watched=True)
         until(lambda: (window.watch() or {}).get("firstFrame"), "the first frame is shown")
@@ -96,7 +100,21 @@ class Stalls(WindowTest):
         window.find(Role.PUSH_BUTTON, "Refresh").press()
         window.ask_to_close()
         self.assertEqual(window.wait(), 0, window.errors)
-        watch = self.report(window)
-        self.assertTrue(watch["delayKnown"])
-        self.assertGreater(watch["rounds"], 200)
-        self.assertLessEqual(watch["longest"][0]["away"], LIMIT)
+        expect_no_stall(self, window, rounds=200)
+
+
+class Output(WindowTest):
+    """While scripts print far more than anybody reads."""
+
+    def test_a_hundred_megabytes(self):
+        script = self.sample.home / "Projects/zyn-v8/build.command"
+        script.write_text("yes 'a line of sixty-four characters, which is what many a line has' | head -c 100000000\n"
+                          "head -c 1000000 /dev/zero | tr '\\0' x\n")
+        window = self.open(watched=True, CM_PANE="install")
+        until(lambda: (window.watch() or {}).get("firstFrame"), "the first frame is shown")
+        window.button("CLI only").press()
+        until(lambda: (window.console() or "").endswith("x" * 1000), "the whole was printed", PATIENCE)
+        self.rest(window)
+        window.ask_to_close()
+        self.assertEqual(window.wait(), 0, window.errors)
+        expect_no_stall(self, window)

@@ -5,10 +5,12 @@
 #include <gmock/gmock.h>
 
 #include "ManagerCore/Models/ModelInstallerRun.h"
+#include "ManagerCore/Models/ModelPath.h"
 #include "Tests/Support/Sandbox.h"
 
 namespace ModelInstaller = ManagerCore::ModelInstaller;
 namespace ModelInstallerRun = ManagerCore::ModelInstallerRun;
+namespace ModelPath = ManagerCore::ModelPath;
 namespace Proc = ManagerCore::Proc;
 namespace fs = std::filesystem;
 using Proc::Out;
@@ -148,6 +150,51 @@ TEST_F(ModelInstallerTest, aWatcherSeesTheLinesAndStopsTheScript)
     const Out out = ModelInstallerRun::install("x", project(), &watcher);
     EXPECT_EQ(out.code, SIGTERM);
     EXPECT_THAT(lines, testing::UnorderedElementsAre("one", "two", "ready"));
+}
+
+// Installs a model into the place that each source names in turn, finds it there, removes it and installs it again.
+TEST_F(ModelInstallerTest, whatWasInstalledIsFoundAgainFromEachSource)
+{
+    struct Source {
+        std::string place; // of the weights, below the home
+        ManagerCore::Identity identity;
+        ManagerCore::ManagerActions actions;
+        bool catalogInstalled = false;
+    };
+    configure("org/Name-4bit");
+    offer("org/name", "org/org/Name-4bit");
+    TestSupport::write(home() / ".lmstudio/settings.json", R"({"downloadsFolder": "~/downloads"})");
+    TestSupport::write(home() / "Library/LaunchAgents/agent.plist",
+                       "<plist version=\"1.0\"><dict><key>ProgramArguments</key><array><string>--model</string>"
+                       "<string>~/from agent</string></array></dict></plist>");
+    ManagerCore::Identity store;
+    store.modelLocations = {"~/store"};
+    ManagerCore::Identity named;
+    named.modelPaths = {"~/named/org/Name-4bit"};
+    ManagerCore::Identity downloaded;
+    downloaded.modelPaths = {"~/elsewhere/org/Name-4bit"};
+    const std::vector<Source> sources {
+        {"from agent", {}, {.launchAgent = "agent"}, false},
+        {"store/name/3_final", store, {.defaultsPath = defaults()}, true},
+        {"served", {}, {.modelServed = "~/served"}, false},
+        {"downloads/org/Name-4bit", downloaded, {}, true},
+        {"named/org/Name-4bit", named, {}, true},
+    };
+    for (const Source& source : sources) {
+        const std::string place = "\"$HOME/" + source.place + "\"";
+        script("install-one-model.command", "mkdir -p " + place + " && echo '{}' >" + place + "/config.json");
+        script("uninstall-model.command", "mv " + place + " \"$HOME/removed-$(date +%s%N)\"");
+        const auto resolved = [&] { return ModelPath::resolve(source.identity, source.actions); };
+        const std::optional<ManagerCore::ModelResolution> there {
+            {.url = home() / source.place, .catalogInstalled = source.catalogInstalled}};
+        EXPECT_EQ(resolved(), std::nullopt) << source.place;
+        for (int time = 0; time < 2; time++) {
+            ASSERT_TRUE(ModelInstaller::installConfiguredModel(project(), defaults()).ok()) << source.place;
+            EXPECT_EQ(resolved(), there) << source.place;
+            ASSERT_TRUE(ModelInstaller::uninstallConfiguredModel(project(), defaults()).ok()) << source.place;
+            EXPECT_EQ(resolved(), std::nullopt) << source.place;
+        }
+    }
 }
 
 } // namespace
