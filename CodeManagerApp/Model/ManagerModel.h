@@ -306,7 +306,8 @@ Q_SIGNALS:
 
 private:
     void checkThread() const;
-    // Of an operation that shows how far it is: false, and nothing happens, while another one runs.
+    // Of an operation that shows how far it is, which `end` must follow: false, and nothing happens, while another one
+    // runs.
     bool begin(const QString& name, std::size_t steps = 1);
     void end(bool good);
     // The same once there is a project folder, with the first words of the console; else it says what is missing.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "CodeManagerApp/Desktop/Desktop.h"
@@ -103,10 +104,12 @@ QCoro::Task<> ManagerModel::moveChosenToTrash()
     if (paths.empty()) {
         co_return;
     }
-    setBusy(true);
+    const bool alone = begin(QStringLiteral("Moving to the Trash"));
     const Moved moved = co_await inBackground(&moveToTrash, std::move(paths));
     setConsole(moved.outcome);
-    setBusy(false);
+    if (alone) {
+        end(std::ranges::all_of(moved.results, &Remover::Result::trashed));
+    }
     scan();
 }
 

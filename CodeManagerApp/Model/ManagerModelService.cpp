@@ -41,10 +41,12 @@ QCoro::Task<> ManagerModel::perform(ServiceOp op)
     if (actions_.launchAgent.empty()) {
         co_return;
     }
-    setBusy(true);
+    const bool alone = begin(ServicePane::doing(op));
     const Proc::Out out = co_await inBackground(&carryOut, op, actions_.launchAgent);
     setConsole(ServicePane::outcome(op, out));
-    setBusy(false);
+    if (alone) { // else what ran before goes on, and says when it ends
+        end(out.ok());
+    }
     refresh();
 }
 

@@ -71,6 +71,19 @@ ActionState openLog(const ManagerCore::ManagerActions& actions)
             .reason = actions.serverLog.empty() ? QStringLiteral("The product's descriptor names no log.") : QString()};
 }
 
+QString doing(ServiceOp op)
+{
+    switch (op) {
+    case ServiceOp::start:
+        return QStringLiteral("Starting the backend");
+    case ServiceOp::stop:
+        return QStringLiteral("Stopping the backend");
+    case ServiceOp::restart:
+        break;
+    }
+    return QStringLiteral("Restarting the backend");
+}
+
 QString outcome(ServiceOp op, const ManagerCore::Proc::Out& out)
 {
     if (out.ok()) {

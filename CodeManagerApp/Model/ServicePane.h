@@ -21,7 +21,7 @@ inline constexpr std::array allServiceOps {ServiceOp::start, ServiceOp::stop, Se
 // The action's display word: "Start", "Stop", "Restart".
 QString word(ServiceOp op);
 
-// What the Services pane shows.
+// What the Services pane shows, and others while an action runs.
 namespace ServicePane
 {
 
@@ -34,6 +34,9 @@ actions(const std::optional<ManagerCore::Status>& status, const ManagerCore::Man
 
 // "Open Log": like the actions above, but it hangs on no state.
 ActionState openLog(const ManagerCore::ManagerActions& actions);
+
+// "Starting the backend"
+QString doing(ServiceOp op);
 
 // What the console says of an action that has ended.
 QString outcome(ServiceOp op, const ManagerCore::Proc::Out& out);
