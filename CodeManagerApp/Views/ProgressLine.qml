@@ -39,8 +39,6 @@ RowLayout {
                 clip: true
 
                 Rectangle {
-                    id: part
-
                     width: bar.counted ? Math.round(parent.width * bar.visualPosition) : Math.round(parent.width / 4)
                     height: parent.height
                     radius: 3

@@ -155,6 +155,7 @@ private:
             const std::lock_guard lock(mutex_);
             try {
                 others.emplace_back([this, number] {
+                    Platform::ownDescriptors(root_);
                     Lane lane {.number = number};
                     work(lane);
                 });

@@ -37,7 +37,8 @@ struct Folder {
 // Visits every folder of the tree at `root`, the root included. A root that is a link is followed; links inside are
 // yielded and never followed; mount points are crossed; hidden entries are included. `visit` is called from several
 // threads at once, in no order: sort what it gathers. `lane`, below `lanes`, tells the threads apart and is never used
-// by two at once. A folder that cannot be opened is passed over. False when the root cannot be opened as a folder.
+// by two at once; a visit uses no descriptor but the folder's and those that it opens itself, for its thread may see no
+// other. A folder that cannot be opened is passed over. False when the root cannot be opened as a folder.
 inline constexpr unsigned lanes = 8;
 using Visit = std::function<void(const Folder& folder, unsigned lane)>;
 bool walk(const std::filesystem::path& root, const Visit& visit);

@@ -67,6 +67,10 @@ bool readFolder(int folder, const std::function<void(std::string_view name, File
 // -1 with errno when it cannot be opened.
 int openFolderAt(int root, const char* path);
 
+// Gives the calling thread, until it ends, a table of descriptors of its own that holds the standard streams and `kept`
+// alone. What it opens and uses then takes no lock that other threads take. Does nothing where the system cannot.
+void ownDescriptors(int kept);
+
 // A pipe whose ends no other child process inherits. False with errno when none can be had.
 bool makePipe(std::array<int, 2>& ends);
 

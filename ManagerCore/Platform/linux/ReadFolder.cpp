@@ -6,6 +6,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -65,6 +66,20 @@ int openFolderAt(int root, const char* path)
     }
     // Kernels before 5.6, and sandboxes that refuse calls they do not know, guard the last name only.
     return ::openat(root, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
+}
+
+void ownDescriptors(int kept)
+{
+    constexpr unsigned last = ~0U;
+    const auto first = static_cast<unsigned>(kept);
+    if (kept <= STDERR_FILENO || ::unshare(CLONE_FILES) != 0) {
+        return;
+    }
+    // Copies of others' pipes must not stay open here.
+    if (first > STDERR_FILENO + 1) {
+        ::close_range(STDERR_FILENO + 1, first - 1, 0);
+    }
+    ::close_range(first + 1, last, 0);
 }
 
 } // namespace ManagerCore::Platform

@@ -60,4 +60,6 @@ int openFolderAt(int root, const char* path)
     return ::openat(root, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW_ANY);
 }
 
+void ownDescriptors(int /*kept*/) { } // threads share them always
+
 } // namespace ManagerCore::Platform

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -150,6 +155,39 @@ TEST_F(TreeWalkTest, severalWalksAtOnceDoNotDisturbEachOther)
         walker.join();
     }
     EXPECT_EQ(right, 8);
+}
+
+// Else a child's output would seem to go on until the walk is over.
+TEST_F(TreeWalkTest, aWalkKeepsNoPipeOfOthersOpen)
+{
+    for (int number = 0; number < 200; number++) {
+        fs::create_directories(scratch() / "tree" / std::to_string(number));
+        TestSupport::write(scratch() / "tree" / std::to_string(number) / "file", "");
+    }
+    std::array<int, 2> ends {-1, -1};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    ASSERT_EQ(::fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
+    std::atomic<bool> othersWork = false;
+    std::atomic<bool> looked = false;
+    ssize_t seen = -1;
+    TreeWalk::walk(scratch() / "tree", [&](const TreeWalk::Folder&, unsigned lane) {
+        if (lane != 0) {
+            othersWork = true;
+            for (int wait = 0; wait < 5000 && !looked; wait++) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        } else if (othersWork && !looked) {
+            ::close(ends[1]);
+            char byte = 0;
+            seen = ::read(ends[0], &byte, 1);
+            looked = true;
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    ASSERT_TRUE(looked) << "no other thread took part";
+    EXPECT_EQ(seen, 0) << "the pipe is at its end";
+    ::close(ends[0]);
 }
 
 } // namespace
