@@ -2,12 +2,16 @@ import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as T
 
-// Asks before something that is meant: the answer is the destructive choice or none. Opens when it is made.
+// Asks before something that is meant: the answer is the destructive choice or none. Opens when it is made. The
+// keyboard goes back to where it was.
 T.Dialog {
     id: root
 
     required property string message
     required property string confirmText
+
+    property Item before: null // where the keyboard was
+    property bool seenBefore: false // by its ring
 
     signal confirmed
 
@@ -19,7 +23,12 @@ T.Dialog {
     modal: true
     focus: true
     closePolicy: T.Popup.CloseOnEscape
-    Component.onCompleted: open()
+    Component.onCompleted: {
+        root.before = (root.parent as Item)?.Window.activeFocusItem ?? null;
+        root.seenBefore = (root.before as T.Control)?.visualFocus ?? false;
+        root.open();
+    }
+    onClosed: root.before?.forceActiveFocus(root.seenBefore ? Qt.TabFocusReason : Qt.PopupFocusReason)
 
     T.Overlay.modal: Rectangle {
         color: Theme.color.dim

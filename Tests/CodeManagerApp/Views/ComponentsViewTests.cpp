@@ -174,6 +174,27 @@ TEST_F(ComponentsViewTest, movesOnlyAfterItWasConfirmed)
     EXPECT_TRUE(find(QStringLiteral("Console"), QAccessible::EditableText)) << "the outcome is told";
 }
 
+TEST_F(ComponentsViewTest, theKeyboardComesBackFromTheQuestion)
+{
+    showComponents();
+    press(QStringLiteral("Select .zyn"), QAccessible::CheckBox);
+    // From the sidebar over the filter, the head's button, the list, and the bar's first two buttons.
+    for (int step = 0; step < 6; step++) {
+        QTest::keyClick(&window(), Qt::Key_Tab);
+    }
+    ASSERT_TRUE(find(QStringLiteral("Move to Trash"))->state().focused);
+    for (const Qt::Key answer : {Qt::Key_Return, Qt::Key_Escape}) {
+        QTest::keyClick(&window(), Qt::Key_Space);
+        settle();
+        ASSERT_TRUE(find(QStringLiteral("Cancel"))->state().focused);
+        QTest::keyClick(&window(), answer);
+        settle();
+        ASSERT_FALSE(find(QStringLiteral("Cancel")));
+        EXPECT_TRUE(find(QStringLiteral("Move to Trash"))->state().focused);
+    }
+    EXPECT_EQ(model().checked().size(), 1U);
+}
+
 // Rows are made for what is seen, not for what there is.
 TEST_F(ComponentsViewTest, aHundredThousandItemsTakeAFewRows)
 {
