@@ -57,6 +57,8 @@ PaneBase {
     ListView {
         id: list
 
+        readonly property int page: Math.max(1, Math.floor(list.height / Theme.size.itemHeight) - 1) // in rows
+
         anchors.top: parent.top
         anchors.bottom: output.visible ? output.top : totals.top
         anchors.bottomMargin: output.visible ? Theme.spacing.medium : 0
@@ -79,10 +81,23 @@ PaneBase {
         Keys.onRightPressed: list.close(false)
         Keys.onReturnPressed: root.model.components.reveal(list.currentIndex)
         Keys.onPressed: event => {
-            if (event.matches(StandardKey.Copy)) {
+            event.accepted = true;
+            if (event.matches(StandardKey.Copy))
                 root.model.components.copyPath(list.currentIndex);
-                event.accepted = true;
-            }
+            else if (event.key === Qt.Key_PageDown)
+                list.go(list.currentIndex + list.page);
+            else if (event.key === Qt.Key_PageUp)
+                list.go(list.currentIndex - list.page);
+            else if (event.key === Qt.Key_Home)
+                list.go(0);
+            else if (event.key === Qt.Key_End)
+                list.go(list.count - 1);
+            else
+                event.accepted = false;
+        }
+
+        function go(row: int) {
+            list.currentIndex = Math.max(0, Math.min(list.count - 1, row));
         }
 
         function close(wanted: bool) {

@@ -24,7 +24,7 @@ Item {
     signal revealed
     signal chosen
 
-    implicitHeight: Math.round((root.isSection ? 38 : 44) * Theme.grown) + root.gap
+    implicitHeight: (root.isSection ? Theme.size.sectionHeight : Theme.size.itemHeight) + root.gap
     Accessible.role: Accessible.ListItem
     Accessible.name: root.title + (root.isSection ? " " : ", ") + root.detail + ", " + root.size
     Accessible.checkable: !root.isSection

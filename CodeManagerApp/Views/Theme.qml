@@ -62,6 +62,8 @@ QtObject {
         readonly property int sidebarWidth: Math.round(204 * WindowStyle.textScale)
         readonly property int headerHeight: Math.round(52 * WindowStyle.textScale)
         readonly property int rowHeight: Math.round(40 * WindowStyle.textScale)
+        readonly property int sectionHeight: Math.round(38 * WindowStyle.textScale)
+        readonly property int itemHeight: Math.round(44 * WindowStyle.textScale)
         readonly property int sidebarRowHeight: Math.round(30 * WindowStyle.textScale)
         readonly property int controlHeight: Math.round(28 * WindowStyle.textScale)
         readonly property int labelWidth: Math.round(130 * WindowStyle.textScale)

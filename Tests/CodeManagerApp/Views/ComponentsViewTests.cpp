@@ -26,6 +26,20 @@ protected:
         openPane();
     }
 
+    // A hundred thousand items.
+    void showMany()
+    {
+        std::vector<ManagerCore::FoundItem> many;
+        many.reserve(100000);
+        for (int number = 0; number < 100000; number++) {
+            many.push_back({.url = "/folder/item " + std::to_string(number),
+                            .category = ArtifactCategory::caches,
+                            .sizeBytes = number});
+        }
+        model().setItems(std::move(many));
+        settle();
+    }
+
     void openPane()
     {
         model().setSection(Pane::components);
@@ -195,19 +209,37 @@ TEST_F(ComponentsViewTest, theKeyboardComesBackFromTheQuestion)
     EXPECT_EQ(model().checked().size(), 1U);
 }
 
+TEST_F(ComponentsViewTest, theKeyboardGoesByPagesAndToTheEnds)
+{
+    showComponents();
+    showMany();
+    for (int step = 0; step < 3; step++) {
+        QTest::keyClick(&window(), Qt::Key_Tab);
+    }
+    const auto pathAfter = [this](Qt::Key key) {
+        QTest::keyClick(&window(), key);
+        settle();
+        QTest::keyClick(&window(), Qt::Key_C, Qt::ControlModifier);
+        return QGuiApplication::clipboard()->text();
+    };
+    EXPECT_EQ(pathAfter(Qt::Key_End), QStringLiteral("/folder/item 99999"));
+    const QString before = pathAfter(Qt::Key_PageUp);
+    const int page = 99999 - before.section(QLatin1Char(' '), -1).toInt();
+    EXPECT_GT(page, 3);
+    EXPECT_LT(page, 30);
+    EXPECT_EQ(pathAfter(Qt::Key_PageDown), QStringLiteral("/folder/item 99999"));
+    EXPECT_EQ(pathAfter(Qt::Key_PageDown), QStringLiteral("/folder/item 99999"));
+    QTest::keyClick(&window(), Qt::Key_Home);
+    settle();
+    EXPECT_TRUE(find(fromUtf8("Caches · 100000, 5 GB"), QAccessible::ListItem)->state().focused);
+    EXPECT_EQ(pathAfter(Qt::Key_PageDown), QStringLiteral("/folder/item %1").arg(page - 1));
+}
+
 // Rows are made for what is seen, not for what there is.
 TEST_F(ComponentsViewTest, aHundredThousandItemsTakeAFewRows)
 {
     showComponents();
-    std::vector<ManagerCore::FoundItem> many;
-    many.reserve(100000);
-    for (int number = 0; number < 100000; number++) {
-        many.push_back({.url = "/folder/item " + std::to_string(number),
-                        .category = ArtifactCategory::caches,
-                        .sizeBytes = number});
-    }
-    model().setItems(std::move(many));
-    settle();
+    showMany();
     EXPECT_EQ(model().components()->count(), 100001);
     EXPECT_LT(rows().size(), 60);
     EXPECT_GT(rows().size(), 5);
