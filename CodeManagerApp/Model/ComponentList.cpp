@@ -1,6 +1,8 @@
 #include "CodeManagerApp/Model/ComponentList.h"
 
 #include <algorithm>
+#include <functional>
+#include <string>
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -60,7 +62,7 @@ QVariant ComponentList::data(const QModelIndex& index, int role) const
     }
     switch (role) {
     case isSection:
-        return !row->item.has_value();
+        return !row->isItem;
     case isLast:
         return row->last;
     case symbol:
@@ -68,8 +70,13 @@ QVariant ComponentList::data(const QModelIndex& index, int role) const
     case isExpanded:
         return model_.expanded().contains(row->category);
     default:
-        return row->item ? itemData(model_.items()[*row->item], role) : sectionData(*row, role);
+        break;
     }
+    if (!row->isItem) {
+        return sectionData(*row, role);
+    }
+    const FoundItem* const item = itemOf(*row);
+    return item != nullptr ? itemData(*item, role) : QVariant();
 }
 
 QVariant ComponentList::sectionData(const Row& row, int role) const
@@ -109,7 +116,7 @@ Qt::CheckState ComponentList::sectionState(const Section& section) const
 {
     const auto& checked = model_.checked();
     const auto ticked = static_cast<std::size_t>(std::ranges::count_if(
-        section.shown, [&](std::size_t item) { return checked.contains(model_.items()[item].url.native()); }));
+        section.shown, [&](std::uint32_t item) { return checked.contains(model_.items()[item].url.native()); }));
     if (ticked == 0) {
         return Qt::Unchecked;
     }
@@ -131,6 +138,17 @@ const ComponentList::Row* ComponentList::rowAt(int row) const
     return row >= 0 && std::cmp_less(row, rows_.size()) ? &rows_[static_cast<std::size_t>(row)] : nullptr;
 }
 
+const FoundItem* ComponentList::itemOf(const Row& row) const
+{
+    return row.isItem && row.item < model_.items().size() ? &model_.items()[row.item] : nullptr;
+}
+
+const FoundItem* ComponentList::itemAt(int row) const
+{
+    const Row* const found = rowAt(row);
+    return found != nullptr ? itemOf(*found) : nullptr;
+}
+
 const ComponentList::Section& ComponentList::sectionOf(const Row& row) const
 {
     return sections_.at(placeOf(row.category));
@@ -138,7 +156,7 @@ const ComponentList::Section& ComponentList::sectionOf(const Row& row) const
 
 int ComponentList::sectionRow(int row) const
 {
-    while (rowAt(row) != nullptr && rowAt(row)->item) {
+    while (rowAt(row) != nullptr && rowAt(row)->isItem) {
         row--;
     }
     return row;
@@ -150,14 +168,16 @@ void ComponentList::toggle(int row)
     if (toggled == nullptr) {
         return;
     }
-    if (toggled->item) {
-        model_.toggle(toggled->path);
+    if (toggled->isItem) {
+        if (const FoundItem* const item = itemOf(*toggled)) {
+            model_.toggle(item->path());
+        }
         return;
     }
     const Section& section = sectionOf(*toggled);
     std::vector<std::string> paths;
     paths.reserve(section.shown.size());
-    for (const std::size_t item : section.shown) {
+    for (const std::uint32_t item : section.shown) {
         paths.push_back(model_.items()[item].path());
     }
     model_.setTicked(paths, sectionState(section) != Qt::Checked);
@@ -172,15 +192,15 @@ void ComponentList::toggleExpanded(int row)
 
 void ComponentList::copyPath(int row) const
 {
-    if (const Row* const copied = rowAt(row); copied != nullptr && copied->item) {
-        QGuiApplication::clipboard()->setText(fromUtf8(copied->path));
+    if (const FoundItem* const copied = itemAt(row)) {
+        QGuiApplication::clipboard()->setText(fromUtf8(copied->path()));
     }
 }
 
 void ComponentList::reveal(int row)
 {
-    if (const Row* const revealed = rowAt(row); revealed != nullptr && revealed->item) {
-        model_.reveal(revealed->path);
+    if (const FoundItem* const revealed = itemAt(row)) {
+        model_.reveal(revealed->path());
     }
 }
 
@@ -203,23 +223,28 @@ void ComponentList::gatherSections()
         section.items++;
         section.bytes += items[index].sizeBytes;
         if (filter_.isEmpty() || matcher.indexIn(fromUtf8(items[index].url.native())) >= 0) {
-            section.shown.push_back(index);
+            section.shown.push_back(static_cast<std::uint32_t>(index));
         }
     }
 }
 
 std::vector<ComponentList::Row> ComponentList::wantedRows() const
 {
+    const std::hash<std::string> hash;
     std::vector<Row> rows;
+    rows.reserve(model_.items().size() + sections_.size());
     for (const ArtifactCategory category : ManagerCore::allArtifactCategories) {
         const Section& section = sections_.at(placeOf(category));
         if (section.shown.empty()) {
             continue;
         }
-        rows.push_back({.category = category, .item = std::nullopt, .path = {}});
+        rows.push_back({.category = category});
         if (model_.expanded().contains(category)) {
-            for (const std::size_t item : section.shown) {
-                rows.push_back({.category = category, .item = item, .path = model_.items()[item].path()});
+            for (const std::uint32_t item : section.shown) {
+                rows.push_back({.category = category,
+                                .isItem = true,
+                                .item = item,
+                                .hash = hash(model_.items()[item].url.native())});
             }
         }
         rows.back().last = true;
@@ -227,7 +252,8 @@ std::vector<ComponentList::Row> ComponentList::wantedRows() const
     return rows;
 }
 
-// What both lists begin and end with stays; between them the old rows go and the new ones come.
+// What both lists begin and end with stays, at once with what it stands for now; between them the old rows go and the
+// new ones come.
 void ComponentList::replaceRows(std::vector<Row> wanted)
 {
     const auto same = [](const Row& left, const Row& right) { return left.standsForTheSameAs(right); };
@@ -235,6 +261,8 @@ void ComponentList::replaceRows(std::vector<Row> wanted)
     const auto common = static_cast<std::ptrdiff_t>(std::min(rows_.size(), wanted.size())) - firstChange;
     const auto fromBehind = std::mismatch(rows_.rbegin(), rows_.rbegin() + common, wanted.rbegin(), same);
     const auto kept = fromBehind.first - rows_.rbegin();
+    std::copy_n(wanted.begin(), firstChange, rows_.begin());
+    std::copy_n(wanted.rbegin(), kept, rows_.rbegin());
 
     const auto removedEnd = static_cast<std::ptrdiff_t>(rows_.size()) - kept;
     if (removedEnd > firstChange) {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include <QAbstractListModel>
@@ -65,20 +64,23 @@ Q_SIGNALS:
 private:
     struct Row {
         ManagerCore::ArtifactCategory category {};
-        std::optional<std::size_t> item; // index into the model's items; absent for a section
-        std::string path; // of the item
+        bool isItem = false; // otherwise the head of its section
         bool last = false;
+        std::uint32_t item = 0; // index into the model's items
+        // Of the item's path, which the model has already. Were two alike, a row would stay where another had to come;
+        // what it shows is read from the model in any case.
+        std::size_t hash = 0;
 
         [[nodiscard]] bool standsForTheSameAs(const Row& other) const
         {
-            return category == other.category && item.has_value() == other.item.has_value() && path == other.path;
+            return category == other.category && isItem == other.isItem && hash == other.hash;
         }
     };
     // What a section's row tells.
     struct Section {
         std::size_t items = 0;
         std::int64_t bytes = 0;
-        std::vector<std::size_t> shown; // indices of the items that the filter leaves
+        std::vector<std::uint32_t> shown; // indices of the items that the filter leaves
     };
 
     void update();
@@ -86,6 +88,9 @@ private:
     [[nodiscard]] std::vector<Row> wantedRows() const;
     void replaceRows(std::vector<Row> wanted);
     [[nodiscard]] const Row* rowAt(int row) const;
+    // What the row stands for; null for a section, and for an item that went from the model.
+    [[nodiscard]] const ManagerCore::FoundItem* itemOf(const Row& row) const;
+    [[nodiscard]] const ManagerCore::FoundItem* itemAt(int row) const;
     [[nodiscard]] const Section& sectionOf(const Row& row) const;
     [[nodiscard]] QVariant sectionData(const Row& row, int role) const;
     [[nodiscard]] QVariant itemData(const ManagerCore::FoundItem& item, int role) const;

@@ -145,6 +145,18 @@ TEST_F(ComponentListTest, rowsThatStayAreNotMadeAnew)
     EXPECT_EQ(list().count(), 0);
 }
 
+TEST_F(ComponentListTest, rowsThatStayTellOfThemselvesWhileOthersGo)
+{
+    QStringList seen;
+    QObject::connect(&list(), &QAbstractItemModel::rowsRemoved, &list(), [this, &seen] {
+        for (int row = 0; row < list().count(); row++) {
+            seen.append(text(row, ComponentList::title));
+        }
+    });
+    model_.setItems({items().back()});
+    EXPECT_EQ(seen, (QStringList {QStringLiteral("AI Model"), QStringLiteral("Orchid")}));
+}
+
 TEST_F(ComponentListTest, aNameIsShownOnOneLineAndCopiedAsItIs)
 {
     model_.setItems({{.url = "/a/two\nlines", .category = ArtifactCategory::logs, .sizeBytes = 1},
