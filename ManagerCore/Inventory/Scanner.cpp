@@ -1,6 +1,7 @@
 #include "ManagerCore/Inventory/Scanner.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <tuple>
 #include <unordered_set>
@@ -57,16 +58,26 @@ std::vector<FoundItem> candidates(const Identity& identity)
     return all;
 }
 
-// Those that exist and that no earlier one has claimed.
+// Those that exist and that no earlier one has claimed. What was claimed is known by its place among them: a second
+// copy of each path would take as much memory as all the rest.
 std::vector<FoundItem> accepted(std::vector<FoundItem> candidates)
 {
     std::vector<FoundItem> items;
-    std::unordered_set<std::string> claimed;
+    items.reserve(candidates.size());
+    const auto pathAt = [&items](std::size_t index) -> const std::string& { return items[index].url.native(); };
+    const auto hash = [&pathAt](std::size_t index) { return std::hash<std::string> {}(pathAt(index)); };
+    const auto same = [&pathAt](std::size_t one, std::size_t other) { return pathAt(one) == pathAt(other); };
+    std::unordered_set<std::size_t, decltype(hash), decltype(same)> claimed(candidates.size(), hash, same);
     for (FoundItem& candidate : candidates) {
-        if (!claimed.contains(candidate.path()) && FilePath::exists(candidate.url)) {
-            claimed.insert(candidate.path());
-            items.push_back(std::move(candidate));
+        items.push_back(std::move(candidate));
+        const auto [claim, isFirst] = claimed.insert(items.size() - 1);
+        if (isFirst && FilePath::exists(items.back().url)) {
+            continue;
         }
+        if (isFirst) {
+            claimed.erase(claim);
+        }
+        items.pop_back();
     }
     return items;
 }
