@@ -55,7 +55,10 @@ std::vector<FoundItem> entriesOf(const std::filesystem::path& folder, ArtifactCa
         }
     });
     ::close(opened);
-    return whole ? entries : std::vector<FoundItem> {};
+    if (!whole) {
+        entries.clear();
+    }
+    return entries;
 }
 
 void append(std::vector<FoundItem>& all, std::vector<FoundItem> more)

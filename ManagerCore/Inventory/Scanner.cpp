@@ -53,32 +53,33 @@ std::vector<FoundItem> candidates(const Identity& identity)
                              &FolderSweep::temporaryFolders,
                              &FolderSweep::editorExtensions,
                              &StraySweep::executables}) {
-        std::ranges::move(sweep(identity), std::back_inserter(all));
+        std::vector<FoundItem> found = sweep(identity);
+        all.reserve(all.size() + found.size());
+        std::ranges::move(found, std::back_inserter(all));
     }
     return all;
 }
 
-// Those that exist and that no earlier one has claimed. What was claimed is known by its place among them: a second
-// copy of each path would take as much memory as all the rest.
-std::vector<FoundItem> accepted(std::vector<FoundItem> candidates)
+// Those of the items that exist and that no earlier one has claimed, in their own place. What was claimed is known by
+// its index: a second copy of each path, or of the list, would take much of all the memory that the list itself takes.
+std::vector<FoundItem> accepted(std::vector<FoundItem> items)
 {
-    std::vector<FoundItem> items;
-    items.reserve(candidates.size());
     const auto pathAt = [&items](std::size_t index) -> const std::string& { return items[index].url.native(); };
     const auto hash = [&pathAt](std::size_t index) { return std::hash<std::string> {}(pathAt(index)); };
     const auto same = [&pathAt](std::size_t one, std::size_t other) { return pathAt(one) == pathAt(other); };
-    std::unordered_set<std::size_t, decltype(hash), decltype(same)> claimed(candidates.size(), hash, same);
-    for (FoundItem& candidate : candidates) {
-        items.push_back(std::move(candidate));
-        const auto [claim, isFirst] = claimed.insert(items.size() - 1);
-        if (isFirst && FilePath::exists(items.back().url)) {
+    std::unordered_set<std::size_t, decltype(hash), decltype(same)> claimed(items.size(), hash, same);
+    std::size_t kept = 0;
+    for (std::size_t index = 0; index < items.size(); index++) {
+        if (claimed.contains(index) || !FilePath::exists(items[index].url)) {
             continue;
         }
-        if (isFirst) {
-            claimed.erase(claim);
+        if (kept != index) {
+            items[kept] = std::move(items[index]);
         }
-        items.pop_back();
+        claimed.insert(kept);
+        kept++;
     }
+    items.resize(kept);
     return items;
 }
 
