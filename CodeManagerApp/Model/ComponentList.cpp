@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -22,6 +23,46 @@ namespace
 {
 
 std::size_t placeOf(ArtifactCategory category) { return static_cast<std::size_t>(category); }
+
+bool isAscii(std::string_view text)
+{
+    return std::ranges::all_of(text, [](char letter) { return static_cast<unsigned char>(letter) < 0x80; });
+}
+
+char lowered(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
+
+// Whether paths hold a text, upper and lower case alike. Most of both are ASCII, which is searched as it lies there: at
+// each letter that is typed, many thousand conversions would take longer than a window may stand still.
+class PathFilter
+{
+public:
+    explicit PathFilter(const QString& text)
+        : matcher_(text, Qt::CaseInsensitive)
+        , plain_(toUtf8(text))
+        , isPlain_(isAscii(plain_))
+    {
+        std::ranges::transform(plain_, plain_.begin(), lowered);
+    }
+
+    bool lets(const std::string& path)
+    {
+        if (plain_.empty()) {
+            return true;
+        }
+        if (!isPlain_ || !isAscii(path)) {
+            return matcher_.indexIn(fromUtf8(path)) >= 0;
+        }
+        path_.resize(path.size());
+        std::ranges::transform(path, path_.begin(), lowered);
+        return path_.find(plain_) != std::string::npos;
+    }
+
+private:
+    QStringMatcher matcher_;
+    std::string plain_;
+    bool isPlain_;
+    std::string path_; // kept for its room
+};
 
 } // namespace
 
@@ -216,13 +257,13 @@ void ComponentList::update()
 void ComponentList::gatherSections()
 {
     sections_ = {};
-    const QStringMatcher matcher(filter_, Qt::CaseInsensitive);
+    PathFilter filter(filter_);
     const auto& items = model_.items();
     for (std::size_t index = 0; index < items.size(); index++) {
         Section& section = sections_.at(placeOf(items[index].category));
         section.items++;
         section.bytes += items[index].sizeBytes;
-        if (filter_.isEmpty() || matcher.indexIn(fromUtf8(items[index].url.native())) >= 0) {
+        if (filter.lets(items[index].url.native())) {
             section.shown.push_back(static_cast<std::uint32_t>(index));
         }
     }

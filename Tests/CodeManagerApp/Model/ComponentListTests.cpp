@@ -114,6 +114,20 @@ TEST_F(ComponentListTest, aFilterNarrowsRowsAndTouchesNothingElse)
     EXPECT_EQ(list().count(), 7);
 }
 
+TEST_F(ComponentListTest, aFilterMatchesLettersOfAllKindsInEitherCase)
+{
+    model_.setItems({{.url = "/a/\u00C4rger.log", .category = ArtifactCategory::logs, .sizeBytes = 1},
+                     {.url = "/a/PLAIN.log", .category = ArtifactCategory::logs, .sizeBytes = 1}});
+    list().setFilter(QStringLiteral("\u00E4RG"));
+    EXPECT_EQ(written(), " [Logs]\n \u00C4rger.log\n");
+    list().setFilter(QStringLiteral("RGER.l"));
+    EXPECT_EQ(written(), " [Logs]\n \u00C4rger.log\n");
+    list().setFilter(QStringLiteral("/plain.LOG"));
+    EXPECT_EQ(written(), " [Logs]\n PLAIN.log\n");
+    list().setFilter(QStringLiteral("plain\u00E4"));
+    EXPECT_EQ(list().count(), 0);
+}
+
 // Nothing is ever ticked that its user does not see.
 TEST_F(ComponentListTest, aSectionTicksOnlyWhatTheFilterShows)
 {
