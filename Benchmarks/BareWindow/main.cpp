@@ -2,6 +2,8 @@
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 
+// bare-window         a window with a few controls
+// bare-window ROWS    a window with a list of that many rows
 int main(int argc, char* argv[])
 {
     // As the program chooses where there is no graphics processor.
@@ -9,6 +11,11 @@ int main(int argc, char* argv[])
     const QGuiApplication application(argc, argv);
     QQmlApplicationEngine engine;
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
-    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/BareWindow/BareWindow.qml")));
+    const QStringList arguments = QGuiApplication::arguments().mid(1);
+    if (!arguments.isEmpty()) {
+        engine.setInitialProperties({{QStringLiteral("rows"), arguments.first().toInt()}});
+    }
+    engine.load(QUrl(arguments.isEmpty() ? QStringLiteral("qrc:/qt/qml/BareWindow/BareWindow.qml")
+                                         : QStringLiteral("qrc:/qt/qml/BareWindow/BareList.qml")));
     return engine.rootObjects().isEmpty() ? EXIT_FAILURE : QGuiApplication::exec();
 }

@@ -1,5 +1,6 @@
 // Watches the window of the program that it is loaded into: WINDOW_WATCH_FILE names the file that tells what was seen,
-// WINDOW_WATCH_STARTED when the program was started, in nanoseconds of the monotonic clock.
+// WINDOW_WATCH_STARTED when the program was started, in nanoseconds of the monotonic clock; WINDOW_WATCH_FRAMES, where
+// it is set, the file that tells of each frame.
 
 #include "Tests/Support/WindowWatch/Plugin.h"
 
@@ -51,6 +52,9 @@ QObject* WindowWatchPlugin::create(const QString& /*name*/, const QString& /*spe
         return nullptr;
     }
     WindowWatch::Watch::begin(file, std::strtoll(started, nullptr, 10));
+    if (const char* const frames = std::getenv("WINDOW_WATCH_FRAMES")) {
+        WindowWatch::Watch::tellFrames(frames);
+    }
     auto* const first = new FirstWindow;
     QCoreApplication* const application = QCoreApplication::instance();
     application->installEventFilter(first);

@@ -22,6 +22,8 @@ namespace
 
 constexpr double perMillisecond = 1e6; // nanoseconds
 
+double milliseconds(std::int64_t time) { return static_cast<double>(time) / perMillisecond; }
+
 std::int64_t clockNow()
 {
     timespec time {};
@@ -56,6 +58,8 @@ void Watch::begin(std::string file, std::int64_t started)
     });
 }
 
+void Watch::tellFrames(const std::string& file) { theWatch.frames_.open(file); }
+
 int Watch::pollWatched(void* entries, unsigned count, int timeout)
 {
     theWatch.leave();
@@ -66,14 +70,15 @@ int Watch::pollWatched(void* entries, unsigned count, int timeout)
     return ready;
 }
 
-// The second number is the time for which the thread was ready and did not run.
+// The first number is the time for which the thread ran, the second the one for which it was ready and did not run.
 Watch::Moment Watch::now() const
 {
     std::array<char, 96> text {};
-    Moment moment {.time = clockNow(), .delay = 0};
+    Moment moment {.time = clockNow()};
     if (::pread(delayFile_, text.data(), text.size() - 1, 0) > 0) {
-        const char* const space = std::strchr(text.data(), ' ');
-        moment.delay = space != nullptr ? std::strtoll(space, nullptr, 10) : 0;
+        char* behind = nullptr;
+        moment.ran = std::strtoll(text.data(), &behind, 10);
+        moment.delay = std::strtoll(behind, nullptr, 10);
     }
     return moment;
 }
@@ -89,6 +94,7 @@ void Watch::leave()
     const Moment left = now();
     const std::int64_t delay = left.delay - entered_.delay;
     const Absence absence {.end = left.time - started_, .length = left.time - entered_.time - delay, .delay = delay};
+    tellFrame(left, absence.length);
     const auto place
         = std::ranges::find_if(longest_, [&absence](const Absence& known) { return known.length < absence.length; });
     if (place == longest_.end()) {
@@ -99,8 +105,24 @@ void Watch::leave()
     write(); // the thread is not away meanwhile: what is measured is the program's own
 }
 
+void Watch::tellFrame(const Moment& left, std::int64_t away)
+{
+    awaySinceFrame_ += away;
+    ranSinceFrame_ += left.ran - entered_.ran;
+    if (!std::exchange(frameInRound_, false)) {
+        return;
+    }
+    if (frames_.is_open()) {
+        frames_ << std::fixed << milliseconds(left.time - started_) << ' ' << milliseconds(awaySinceFrame_) << ' '
+                << milliseconds(ranSinceFrame_) << std::endl;
+    }
+    awaySinceFrame_ = 0;
+    ranSinceFrame_ = 0;
+}
+
 void Watch::frameShown()
 {
+    theWatch.frameInRound_ = true;
     if (theWatch.firstFrame_ == 0) {
         theWatch.entered_ = theWatch.now();
         theWatch.firstFrame_ = theWatch.entered_.time;
@@ -111,7 +133,6 @@ void Watch::frameShown()
 
 void Watch::write()
 {
-    const auto milliseconds = [](std::int64_t time) { return static_cast<double>(time) / perMillisecond; };
     std::ostringstream text;
     text << R"({"firstFrame": )";
     if (theWatch.firstFrame_ == 0) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
 #include <string>
 
 namespace WindowWatch
@@ -16,6 +17,9 @@ public:
     // Begins to watch the calling thread. What is found out is written to `file` at each longer absence, whole or not
     // at all. `started` is when the program was started, in nanoseconds of the monotonic clock.
     static void begin(std::string file, std::int64_t started);
+    // Also tells of each frame, a line each: when it was on screen, how long the thread was away for it, which is since
+    // the frame before, and for how much of that it ran rather than waited for another process, in milliseconds.
+    static void tellFrames(const std::string& file);
 
     // A frame is on screen.
     static void frameShown();
@@ -25,6 +29,7 @@ public:
 private:
     struct Moment {
         std::int64_t time = 0; // all in nanoseconds
+        std::int64_t ran = 0; // had run by then
         std::int64_t delay = 0; // waited for a processor by then
     };
     struct Absence {
@@ -36,11 +41,16 @@ private:
     static int pollWatched(void* entries, unsigned count, int timeout);
     [[nodiscard]] Moment now() const;
     void leave();
+    void tellFrame(const Moment& left, std::int64_t away);
     void enter();
 
     static Watch theWatch;
 
     std::string file_;
+    std::ofstream frames_; // open where frames are told
+    bool frameInRound_ = false;
+    std::int64_t awaySinceFrame_ = 0;
+    std::int64_t ranSinceFrame_ = 0;
     std::int64_t started_ = 0;
     std::int64_t firstFrame_ = 0; // 0: not yet
     std::int64_t delayBefore_ = 0; // how long the thread had waited for a processor by the first frame
