@@ -20,6 +20,10 @@ def _all():
             yield int(name), int(fields[1]), int(fields[2])
 
 
+def all_ids():
+    return [process for process, _, _ in _all()]
+
+
 def children(pid):
     return [process for process, parent, _ in _all() if parent == pid]
 
