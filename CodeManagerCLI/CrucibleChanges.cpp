@@ -144,6 +144,12 @@ std::string advice(const std::filesystem::path& node, const Move& move)
         + " may be part of a copy. If it is not needed, move it to the Trash and try again.";
 }
 
+// An end between the old link's way into the Trash and the making of the new one leaves none.
+std::string adviceOnMissing(const std::filesystem::path& link)
+{
+    return "There is no link at " + link.string() + ". Take it back from the Trash, or make it with “ln -s”.";
+}
+
 // O_EXCL: what is there is never written over. Absent on success, else one sentence why; a file of ours that could not
 // be completed is taken away again.
 std::optional<std::string> writeNew(const std::filesystem::path& file, std::string_view text)
@@ -223,7 +229,14 @@ int serve(const Context& context, const std::string& declared, bool dryRun)
         return print(context, outcome, true);
     }
     const Outcome outcome = CrucibleServing::serve(topology, *site);
-    return outcome.ok ? restartBackend(context, product, outcome) : print(context, outcome, false);
+    if (outcome.ok) {
+        return restartBackend(context, product, outcome);
+    }
+    const int status = print(context, outcome, false);
+    if (!topology.activeLink.target && !context.json) {
+        context.output.errorLine(adviceOnMissing(topology.activeLink.link));
+    }
+    return status;
 }
 
 int move(const Context& context, const Move& move, bool dryRun)
