@@ -34,6 +34,8 @@ TEST_P(LargeTest, TwoGigabytesMove)
     const auto outcome = CrucibleMove::relocate(node, home() / "from", volume.path() / "store");
     EXPECT_TRUE(outcome.ok) << outcome.message;
     EXPECT_EQ(SampleTree::sumOf(volume.path() / "store/a"), sum);
+    EXPECT_EQ(fs::read_symlink(node), volume.path() / "store/a");
+    EXPECT_EQ(fs::file_size(trash() / "a/dense"), std::uintmax_t {2} << 30);
 }
 
 INSTANTIATE_TEST_SUITE_P(Drives, LargeTest, ::testing::Values("ext4", "xfs", "btrfs", "tmpfs"), [](const auto& info) {

@@ -63,7 +63,30 @@ std::string attributesOf([[maybe_unused]] const fs::path& path)
     return text;
 }
 
-std::string describe(const fs::path& path)
+// What each file holds, by its number: several names of one are read once.
+using Sums = std::map<std::pair<dev_t, ino_t>, std::size_t>;
+
+std::size_t sumOfFile(const fs::path& path)
+{
+    std::size_t sum = 0;
+    std::string piece(1 << 20, '\0');
+    std::ifstream stream(path, std::ios::binary);
+    while (stream.read(piece.data(), static_cast<std::streamsize>(piece.size())) || stream.gcount() > 0) {
+        sum = sum * 31 + std::hash<std::string_view> {}({piece.data(), static_cast<std::size_t>(stream.gcount())});
+    }
+    return sum;
+}
+
+std::size_t sumOfFile(const fs::path& path, const struct stat& facts, Sums& sums)
+{
+    const auto [sum, isNew] = sums.try_emplace({facts.st_dev, facts.st_ino}, 0);
+    if (isNew) {
+        sum->second = sumOfFile(path);
+    }
+    return sum->second;
+}
+
+std::string describe(const fs::path& path, Sums& sums)
 {
     struct stat facts {};
     if (::lstat(path.c_str(), &facts) != 0) {
@@ -76,8 +99,7 @@ std::string describe(const fs::path& path)
     }
     std::string text = mode + " " + time + attributesOf(path);
     if (S_ISREG(facts.st_mode)) {
-        text += " " + std::to_string(facts.st_size) + " "
-            + std::to_string(std::hash<std::string> {}(TestSupport::read(path)));
+        text += " " + std::to_string(facts.st_size) + " " + std::to_string(sumOfFile(path, facts, sums));
     }
     return text;
 }
@@ -86,10 +108,11 @@ std::string describe(const fs::path& path)
 
 Contents contents(const fs::path& root)
 {
-    Contents found {{"", describe(root)}};
+    Sums sums;
+    Contents found {{"", describe(root, sums)}};
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; !error && entry != end; entry.increment(error)) {
-        found[entry->path().lexically_relative(root).string()] = describe(entry->path());
+        found[entry->path().lexically_relative(root).string()] = describe(entry->path(), sums);
     }
     return found;
 }
@@ -149,13 +172,9 @@ std::uint64_t sumOf(const fs::path& root)
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
         files.emplace(entry.path().lexically_relative(root).string(), entry.path());
     }
-    std::string piece(1 << 20, '\0');
     for (const auto& [name, path] : files) {
         sum = sum * 31 + std::hash<std::string> {}(name);
-        std::ifstream stream(path, std::ios::binary);
-        while (stream.read(piece.data(), static_cast<std::streamsize>(piece.size())) || stream.gcount() > 0) {
-            sum = sum * 31 + std::hash<std::string_view> {}({piece.data(), static_cast<std::size_t>(stream.gcount())});
-        }
+        sum = sum * 31 + sumOfFile(path);
     }
     return sum;
 }
