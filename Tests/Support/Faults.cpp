@@ -3,7 +3,8 @@
 //   TEST_FAULTS=CALL:N:ACTION   the Nth call of that kind ("*": every one; CALL "any": of all those that change
 //                               something) does ACTION: "errno=5", "kill" before the call, "skip" (says that it wrote
 //                               and does not), "delay=50" milliseconds first; several with ";" between them
-//   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line
+//   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line, and " fails" behind those that
+//                               were made to
 //
 // Calls on the three standard streams are left alone.
 
@@ -21,6 +22,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -71,22 +73,25 @@ __attribute__((constructor)) void readPlans()
     }
 }
 
-void note(const char* call)
+void note(const char* call, const char* more = "")
 {
     if (logFile >= 0) {
         std::array<char, 40> line {};
         const std::size_t length = std::strlen(call);
+        const std::size_t moreLength = std::strlen(more);
         std::memcpy(line.data(), call, length);
-        line[length] = '\n';
-        ::syscall(SYS_write, logFile, line.data(), length + 1);
+        std::memcpy(line.data() + length, more, moreLength);
+        line[length + moreLength] = '\n';
+        ::syscall(SYS_write, logFile, line.data(), length + moreLength + 1);
     }
 }
 
 enum class Turn : std::uint8_t { goOn, fail, skip };
 
-Turn carryOut(const char* action)
+Turn carryOut(const char* call, const char* action)
 {
     if (std::strncmp(action, "errno=", 6) == 0) {
+        note(call, " fails");
         errno = std::atoi(action + 6);
         return Turn::fail;
     }
@@ -114,7 +119,7 @@ Turn turn(const char* call, bool changes)
         }
         const long number = ++plan.calls;
         if (plan.nth == 0 || number == plan.nth) {
-            return carryOut(plan.action);
+            return carryOut(call, plan.action);
         }
     }
     return Turn::goOn;
@@ -191,7 +196,16 @@ FAULTY_AS(ssize_t, read, "read", false, (int file, void* bytes, size_t size), (f
 FAULTY_AS(
     ssize_t, pread, "pread", false, (int file, void* bytes, size_t size, off_t offset), (file, bytes, size, offset))
 FAULTY(off_t, lseek, false, (int file, off_t offset, int whence), (file, offset, whence))
+FAULTY_AS(off64_t, lseek64, "lseek", false, (int file, off64_t offset, int whence), (file, offset, whence))
 FAULTY(int, ftruncate, true, (int file, off_t length), (file, length))
+FAULTY_AS(int, ftruncate64, "ftruncate", true, (int file, off64_t length), (file, length))
+FAULTY(int, fallocate, true, (int file, int mode, off_t offset, off_t length), (file, mode, offset, length))
+FAULTY_AS(int,
+          fallocate64,
+          "fallocate",
+          true,
+          (int file, int mode, off64_t offset, off64_t length),
+          (file, mode, offset, length))
 FAULTY(int, fsync, true, (int file), (file))
 FAULTY(int, syncfs, true, (int file), (file))
 FAULTY(
@@ -203,7 +217,10 @@ FAULTY(int, symlink, true, (const char* target, const char* path), (target, path
 FAULTY(int, symlinkat, true, (const char* target, int folder, const char* path), (target, folder, path))
 FAULTY(int, linkat, true, (int a, const char* b, int c, const char* d, int flags), (a, b, c, d, flags))
 FAULTY(int, rename, true, (const char* from, const char* to), (from, to))
+FAULTY(int, renameat2, true, (int a, const char* from, int b, const char* to, unsigned flags), (a, from, b, to, flags))
 FAULTY(int, unlink, true, (const char* path), (path))
+FAULTY(int, rmdir, true, (const char* path), (path))
+FAULTY(int, remove, true, (const char* path), (path))
 FAULTY(int, fchmod, true, (int file, mode_t mode), (file, mode))
 FAULTY(int, fchmodat, true, (int folder, const char* path, mode_t mode, int flags), (folder, path, mode, flags))
 FAULTY(int, fchown, true, (int file, uid_t user, gid_t group), (file, user, group))
@@ -214,6 +231,12 @@ FAULTY(int, fsetxattr, true, (int f, const char* n, const void* v, size_t s, int
 FAULTY(ssize_t, fgetxattr, false, (int f, const char* n, void* v, size_t s), (f, n, v, s))
 FAULTY(ssize_t, flistxattr, false, (int f, char* list, size_t s), (f, list, s))
 FAULTY(ssize_t, llistxattr, false, (const char* p, char* list, size_t s), (p, list, s))
+FAULTY(int, lsetxattr, true, (const char* p, const char* n, const void* v, size_t s, int flags), (p, n, v, s, flags))
+FAULTY(ssize_t, lgetxattr, false, (const char* p, const char* n, void* v, size_t s), (p, n, v, s))
+FAULTY(int, fremovexattr, true, (int f, const char* n), (f, n))
+FAULTY(int, lremovexattr, true, (const char* p, const char* n), (p, n))
+FAULTY(int, access, false, (const char* path, int mode), (path, mode))
+FAULTY(int, faccessat, false, (int folder, const char* path, int mode, int flags), (folder, path, mode, flags))
 FAULTY_AS(int, stat, "stat", false, (const char* path, struct stat* facts), (path, facts))
 FAULTY_AS(int, lstat, "lstat", false, (const char* path, struct stat* facts), (path, facts))
 FAULTY_AS(int, fstat, "fstat", false, (int file, struct stat* facts), (file, facts))
@@ -224,9 +247,23 @@ FAULTY_AS(int, fstat64, "fstat", false, (int file, struct stat64* facts), (file,
 FAULTY(int, statx, false, (int f, const char* p, int flags, unsigned m, struct statx* s), (f, p, flags, m, s))
 FAULTY(int, statvfs, false, (const char* path, struct statvfs* facts), (path, facts))
 FAULTY(int, fstatvfs, false, (int file, struct statvfs* facts), (file, facts))
+FAULTY_AS(int, statfs64, "statfs", false, (const char* path, struct statfs64* facts), (path, facts))
 FAULTY(ssize_t, readlink, false, (const char* path, char* buffer, size_t size), (path, buffer, size))
 FAULTY(ssize_t, readlinkat, false, (int f, const char* p, char* buffer, size_t size), (f, p, buffer, size))
 FAULTY(ssize_t, getdents64, false, (int file, void* buffer, size_t size), (file, buffer, size))
+
+// The descriptor is gone all the same.
+extern "C" int close(int file)
+{
+    static auto* real = next<int(int)>("close");
+    const bool fails = file > STDERR_FILENO && turn("close", false) == Turn::fail;
+    const int kept = errno;
+    const int result = real(file);
+    if (fails) {
+        errno = kept;
+    }
+    return fails ? -1 : result;
+}
 
 extern "C" int ioctl(int file, unsigned long request, ...)
 {
