@@ -30,6 +30,14 @@ std::string someBytes(std::int64_t count, unsigned seed)
     return bytes;
 }
 
+// Links can have none of their users', and these are for root alone: a copy may lack them.
+void setAttributeOfLink([[maybe_unused]] const fs::path& link)
+{
+#ifndef __APPLE__
+    ::lsetxattr(link.c_str(), "trusted.origin", "elsewhere", 9, 0);
+#endif
+}
+
 // Where the system and the volume have them.
 void setAttribute(const fs::path& path, const std::string& name, const std::string& value)
 {
@@ -143,6 +151,7 @@ void make(const fs::path& root, std::int64_t bytes)
     fs::create_hard_link(root / "weights.safetensors", root / "nested/second name");
     TestSupport::makeLink(root / "link", "nested/deep");
     TestSupport::makeLink(root / "dangling", "/Volumes/Gone/" + std::string(200, 'x'));
+    setAttributeOfLink(root / "link");
     setAttribute(root / "config.json", "user.origin", "somewhere");
     setAttribute(root / "nested", "user.folder", std::string(300, 'v'));
     fs::permissions(root / "config.json", static_cast<fs::perms>(0640));
