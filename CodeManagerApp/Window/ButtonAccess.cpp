@@ -26,6 +26,16 @@ QVariant setting(const QQuickItem* item, const char* name)
     return all != nullptr ? all->property(name) : QVariant();
 }
 
+// What only a signal's own object may ask.
+struct Connections : QObject {
+    static bool exist(const QObject* object, const char* signal)
+    {
+        const QMetaObject* const about = object->metaObject();
+        const int index = about->indexOfSignal(signal);
+        return index >= 0 && (object->*&Connections::isSignalConnected)(about->method(index));
+    }
+};
+
 // Alone among its kind it has nothing in it: what a control is drawn with is no matter of assistive tools.
 class ButtonAccess : public QAccessibleObject, public QAccessibleActionInterface
 {
@@ -107,7 +117,8 @@ public:
                                                : QStringList {pressAction(), setFocusAction()};
     }
 
-    // The views handle the actions; what is disabled does nothing.
+    // The views handle the actions; what is disabled does nothing. The toolkit's own buttons, those of its choosers of
+    // files, answer to none and are clicked.
     void doAction(const QString& action) override
     {
         if (!item()->isEnabled()) {
@@ -115,8 +126,11 @@ public:
         }
         if (action == setFocusAction()) {
             item()->forceActiveFocus(Qt::TabFocusReason);
-        } else if (QObject* const handler = settings(item())) {
+        } else if (QObject* const handler = settings(item());
+                   handler != nullptr && Connections::exist(handler, "pressAction()")) {
             QMetaObject::invokeMethod(handler, action == toggleAction() ? "toggleAction" : "pressAction");
+        } else {
+            QMetaObject::invokeMethod(item(), "clicked");
         }
     }
 
