@@ -41,6 +41,7 @@ Flow {
 
         FileDialog {
             title: "Back up links"
+            acceptLabel: "Back up"
             fileMode: FileDialog.SaveFile
             defaultSuffix: "toml"
             onAccepted: root.model.requestLinkBackup(selectedFile)
@@ -57,6 +58,7 @@ Flow {
 
         FileDialog {
             title: "Restore links"
+            acceptLabel: "Restore"
             onAccepted: root.model.requestLinkRestoration(selectedFile)
             onVisibleChanged: {
                 if (!visible)

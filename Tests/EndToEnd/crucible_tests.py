@@ -403,7 +403,7 @@ class Links(CrucibleTest):
         window.button("Back up links…").press()
         dialog = self.go_to(window, "Back up links", file.parent)
         self.write_name(window, dialog, file.name)
-        self.accept(window, dialog, "Open")
+        self.accept(window, dialog, "Back up")
         self.expect_console(window, "Links backed up:", file)
         self.assertEqual(file.read_text(), self.sample.tool("crucible", "backup").stdout)
 
@@ -412,7 +412,7 @@ class Links(CrucibleTest):
         window.button("Restore links…").press()
         dialog = self.go_to(window, "Restore links", file.parent)
         self.pick(window, dialog, file.name)
-        self.accept(window, dialog, "Open")
+        self.accept(window, dialog, "Restore")
         missing = [line for link in (self.embed, self.code)
                    for line in (f"✗ {link}", f"target missing, skipped: {kept[link]}")]
         self.expect_console(window, *missing, f"✓ {self.mini}", "restored:", kept[self.mini])
@@ -437,6 +437,6 @@ class Links(CrucibleTest):
         window.button("Restore links…").press()
         dialog = self.go_to(window, "Restore links", folder)
         self.pick(window, dialog, "notes.txt")
-        self.accept(window, dialog, "Open")
+        self.accept(window, dialog, "Restore")
         self.expect_console(window, "There was no link to set.")
         self.assertEqual({link: os.readlink(link) for link in self.targets}, self.targets)
