@@ -185,7 +185,7 @@ Json jsonOf(const std::vector<Finding>& leftOut)
 {
     Json list = Json::array();
     for (const Finding& finding : leftOut) {
-        list.push_back({{"link", finding.link.string()}, {"target", finding.target.string()}});
+        list.push_back({{"link", finding.link}, {"target", finding.target}});
     }
     return list;
 }
@@ -193,7 +193,7 @@ Json jsonOf(const std::vector<Finding>& leftOut)
 void reportLeftOut(Output& output, const std::vector<Finding>& leftOut)
 {
     for (const Finding& finding : leftOut) {
-        output.errorLine("The backup cannot record " + finding.link.string() + " -> " + finding.target.string()
+        output.errorLine("The backup cannot record " + finding.link + " -> " + finding.target
                          + ": its format has no place for line breaks, a quotation mark at the end, or names that are "
                            "not UTF-8.");
     }

@@ -81,8 +81,8 @@ using Finding = ManagerCore::CrucibleHealth::Finding;
 void print(Output& output, const std::vector<Finding>& findings)
 {
     for (const Finding& finding : findings) {
-        output.line(std::string(finding.resolves ? "ok        " : "dangling  ") + finding.link.string() + " -> "
-                    + finding.target.string());
+        output.line(std::string(finding.resolves ? "ok        " : "dangling  ") + finding.link + " -> "
+                    + finding.target);
     }
     const auto dangling = std::ranges::count_if(findings, [](const Finding& finding) { return !finding.resolves; });
     output.line(std::to_string(findings.size()) + " links, " + std::to_string(dangling) + " dangling");
@@ -92,8 +92,7 @@ void printJson(Output& output, const std::vector<Finding>& findings)
 {
     Json list = Json::array();
     for (const Finding& finding : findings) {
-        list.push_back(
-            {{"link", finding.link.string()}, {"target", finding.target.string()}, {"resolves", finding.resolves}});
+        list.push_back({{"link", finding.link}, {"target", finding.target}, {"resolves", finding.resolves}});
     }
     output.json(list);
 }

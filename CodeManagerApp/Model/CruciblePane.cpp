@@ -108,8 +108,7 @@ QString checked(const std::vector<CrucibleHealth::Finding>& findings)
     std::string text = std::to_string(findings.size()) + (findings.size() == 1 ? " link, " : " links, ")
         + std::to_string(dangling) + " dangling.";
     for (const CrucibleHealth::Finding& finding : findings) {
-        text += std::string("\n") + (finding.resolves ? "✓ " : "✗ ") + finding.link.native() + " -> "
-            + finding.target.native();
+        text += std::string("\n") + (finding.resolves ? "✓ " : "✗ ") + finding.link + " -> " + finding.target;
     }
     return fromUtf8(Console::trimmed(std::string_view(text)));
 }

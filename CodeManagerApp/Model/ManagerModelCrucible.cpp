@@ -51,7 +51,7 @@ QString backUpTo(const std::filesystem::path& file)
     }
     std::string text = "Links backed up:\n" + file.native();
     for (const CrucibleHealth::Finding& finding : backup.leftOut) {
-        text += "\nA link whose path the document cannot carry was left out:\n" + finding.link.native();
+        text += "\nA link whose path the document cannot carry was left out:\n" + finding.link;
     }
     return fromUtf8(Console::trimmed(std::string_view(text)));
 }

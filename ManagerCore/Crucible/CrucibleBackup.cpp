@@ -15,16 +15,15 @@ constexpr const char* header
       "# Weights are NOT included; this records only which node is real and where links aim.\n";
 
 // Whether reading the document gives this very path again.
-bool survives(const fs::path& path)
+bool survives(const std::string& text)
 {
-    const std::string& text = path.native();
     return !text.empty() && text.find('\n') == std::string::npos && !text.ends_with('"') && Text::isUtf8(text);
 }
 
 std::string configSection(const fs::path& file)
 {
     const auto body = Text::readBytes(file);
-    if (!body || !Text::isUtf8(*body) || !survives(file)) {
+    if (!body || !Text::isUtf8(*body) || !survives(file.native())) {
         return {};
     }
     return "\n[config]\npath = \"" + file.string() + "\"\nbody = \"\"\"\n" + *body + "\n\"\"\"\n";
@@ -32,7 +31,7 @@ std::string configSection(const fs::path& file)
 
 std::string table(const CrucibleHealth::Finding& finding)
 {
-    return "\n[[link]]\nlink = \"" + finding.link.string() + "\"\ntarget = \"" + finding.target.string()
+    return "\n[[link]]\nlink = \"" + finding.link + "\"\ntarget = \"" + finding.target
         + "\"\nresolved_at_backup = " + (finding.resolves ? "true" : "false") + "\n";
 }
 

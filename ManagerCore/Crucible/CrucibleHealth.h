@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
 // Finds the links of the store and tells which of them lead nowhere. Changes nothing and never fails; what cannot be
@@ -8,9 +9,10 @@
 namespace ManagerCore::CrucibleHealth
 {
 
+// Its paths are texts: a store may have many thousands of links, and taking paths apart costs more than finding them.
 struct Finding {
-    std::filesystem::path link;
-    std::filesystem::path target; // absolute, not standardised
+    std::string link;
+    std::string target; // absolute, not standardised
     bool resolves = false; // something exists at the target, links followed
 
     bool operator==(const Finding&) const = default;
