@@ -91,6 +91,18 @@ TEST_F(CrucibleHealthTest, oddNamesComeAsTheyAre)
     }
 }
 
+TEST_F(CrucibleHealthTest, slashesThatMeanNothingAreLeftOut)
+{
+    const fs::path root = scratch() / "root";
+    makeLink(root / "a", "//gone//x/");
+    makeLink(root / "b", "x//y/");
+    makeLink(root / "c", "/");
+    const std::vector<Finding> expected {
+        {root / "a", "/gone/x", false}, {root / "b", root / "x/y", false}, {root / "c", "/", true}};
+    EXPECT_EQ(CrucibleHealth::scan(root), expected);
+    EXPECT_EQ(CrucibleHealth::scan(root / ""), expected);
+}
+
 TEST_F(CrucibleHealthTest, manyLinksInWideAndDeepFoldersAreAllFound)
 {
     std::vector<fs::path> links;
