@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -221,7 +222,7 @@ void ComponentList::toggle(int row)
     for (const std::uint32_t item : section.shown) {
         paths.push_back(model_.items()[item].path());
     }
-    model_.setTicked(paths, sectionState(section) != Qt::Checked);
+    model_.setTicked(std::move(paths), sectionState(section) != Qt::Checked);
 }
 
 void ComponentList::toggleExpanded(int row)

@@ -150,7 +150,7 @@ public:
     // Finds everything that the product put on disk. Ticks stay with the items that are still there.
     QCoro::Task<> scan();
     void toggle(const std::string& path);
-    void setTicked(const std::vector<std::string>& paths, bool ticked);
+    void setTicked(std::vector<std::string> paths, bool ticked);
     void selectAll();
     void clear();
     void toggleExpanded(ManagerCore::ArtifactCategory category);

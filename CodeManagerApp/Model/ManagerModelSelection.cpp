@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "CodeManagerApp/Desktop/Desktop.h"
@@ -40,13 +41,14 @@ void ManagerModel::toggle(const std::string& path)
     Q_EMIT checkedChanged();
 }
 
-void ManagerModel::setTicked(const std::vector<std::string>& paths, bool ticked)
+void ManagerModel::setTicked(std::vector<std::string> paths, bool ticked)
 {
     checkThread();
-    for (const std::string& path : paths) {
-        if (ticked) {
-            checked_.insert(path);
-        } else {
+    if (ticked) {
+        checked_.reserve(checked_.size() + paths.size());
+        checked_.insert(std::move_iterator(paths.begin()), std::move_iterator(paths.end()));
+    } else {
+        for (const std::string& path : paths) {
             checked_.erase(path);
         }
     }
@@ -55,7 +57,7 @@ void ManagerModel::setTicked(const std::vector<std::string>& paths, bool ticked)
 
 void ManagerModel::selectAll()
 {
-    std::unordered_set<std::string> all;
+    std::unordered_set<std::string> all(items().size());
     for (const FoundItem& item : items()) {
         all.insert(item.path());
     }
