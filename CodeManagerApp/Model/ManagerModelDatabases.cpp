@@ -35,14 +35,14 @@ struct Changed {
     QString text;
 };
 
-Changed installed(const Database& database, const Progress::Watcher& watcher)
+Changed copyDatabase(const Database& database, const Progress::Watcher& watcher)
 {
     const Proc::Out out = DatabaseInstaller::install(database, watcher.get());
     const std::string text = out.ok() ? "✓ installed to " + database.destPath().string() : "✗ failed: " + out.stderr;
     return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(text)))};
 }
 
-Changed removed(const Database& database)
+Changed trashDatabase(const Database& database)
 {
     const auto results = DatabaseInstaller::uninstall(database);
     if (!results.empty() && results.front().trashed) {
@@ -71,7 +71,7 @@ QCoro::Task<> ManagerModel::installDatabase(Database database)
     }
     progress_.step(1, name);
     setConsole(fromUtf8("Installing " + database.name + "…\n"));
-    const Changed change = co_await inBackground(&installed, std::move(database), progress_.watcher());
+    const Changed change = co_await inBackground(&copyDatabase, std::move(database), progress_.watcher());
     append(change.text);
     end(change.ok);
     reloadDatabases();
@@ -82,7 +82,7 @@ QCoro::Task<> ManagerModel::removeDatabase(Database database)
     if (!begin(QStringLiteral("Removing ") + oneLine(database.name))) {
         co_return;
     }
-    const Changed change = co_await inBackground(&removed, std::move(database));
+    const Changed change = co_await inBackground(&trashDatabase, std::move(database));
     setConsole(change.text);
     end(change.ok);
     reloadDatabases();

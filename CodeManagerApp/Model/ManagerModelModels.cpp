@@ -52,7 +52,7 @@ struct Removed {
     QString text;
 };
 
-Removed moveToTrash(const std::string& path)
+Removed trashModel(const std::string& path)
 {
     const auto results = Remover::trash({FilePath::fromText(path)});
     if (!results.empty() && results.front().trashed) {
@@ -64,13 +64,13 @@ Removed moveToTrash(const std::string& path)
 
 // Any thread. A backend that does not stop, or was not running, keeps nothing from being moved: what it has open stays
 // readable for it.
-Removed carryOut(const Removal& removal, const Progress::Watcher& watcher)
+Removed removeModelBy(const Removal& removal, const Progress::Watcher& watcher)
 {
     if (!removal.launchAgent.empty()) {
         Service::stop(removal.launchAgent);
     }
     if (!removal.byScript) {
-        return moveToTrash(removal.modelPath);
+        return trashModel(removal.modelPath);
     }
     const Proc::Out out
         = ModelInstaller::uninstallConfiguredModel(removal.projectDir, removal.defaultsPath, watcher.get());
@@ -124,7 +124,7 @@ QCoro::Task<> ManagerModel::removeModel()
     setConsole({});
     begin(name);
     progress_.step(1, name, removal.byScript);
-    const Removed removed = co_await inBackground(&carryOut, removal, progress_.watcher());
+    const Removed removed = co_await inBackground(&removeModelBy, removal, progress_.watcher());
     setConsole(removed.text);
     end(removed.ok);
     refresh();
