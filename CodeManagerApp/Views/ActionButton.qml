@@ -13,6 +13,7 @@ FocusScope {
     }
 
     required property string text
+    property string name: root.text // by which assistive tools know it
     property string reason: ""
     property int kind: ActionButton.Plain
     property bool running: false // what it began is under way: it waits, but stays what it is
@@ -36,7 +37,7 @@ FocusScope {
         implicitWidth: contentItem.implicitWidth + 2 * Theme.spacing.medium
         hoverEnabled: true
         focusPolicy: Qt.StrongFocus
-        Accessible.name: root.text
+        Accessible.name: root.name
         Accessible.description: root.reason
         Accessible.onPressAction: {
             if (button.enabled)

@@ -13,7 +13,7 @@ Item {
     signal activated
 
     implicitHeight: row.implicitHeight + 2 * Theme.spacing.medium
-    Accessible.role: Accessible.ListItem
+    Accessible.role: Accessible.Grouping
     Accessible.name: root.database.name + ", " + state.text
     Accessible.description: root.database.detail
 

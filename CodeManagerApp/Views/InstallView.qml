@@ -36,9 +36,9 @@ PaneFrame {
             Layout.fillWidth: true
         }
 
-        TickBox {
-            label: root.model.desktopChoice
-            ticked: root.model.installDesktop ? Qt.Checked : Qt.Unchecked
+        TickChoice {
+            text: root.model.desktopChoice
+            ticked: root.model.installDesktop
             Layout.topMargin: Theme.spacing.tiny
             Layout.leftMargin: -Theme.spacing.tiny
             onToggleRequested: root.model.installDesktop = !root.model.installDesktop
@@ -64,10 +64,14 @@ PaneFrame {
             }
         }
 
-        ProgressLine {
-            progress: root.model.progress
+        Loader {
+            active: root.model.progress.shown
+            visible: active
             Layout.topMargin: Theme.spacing.small
             Layout.fillWidth: true
+            Component.onCompleted: setSource("ProgressLine.qml", {
+                "progress": root.model.progress
+            })
         }
     }
 

@@ -61,6 +61,10 @@ Card {
         Layout.fillHeight: true
         T.ScrollBar.vertical: ThinScrollBar {}
         Keys.onSpacePressed: root.model.checklist.toggle(list.currentIndex)
+        onActiveFocusChanged: {
+            if (list.activeFocus && list.currentIndex < 0)
+                list.currentIndex = 0;
+        }
 
         delegate: ModelRow {
             required property int index

@@ -19,6 +19,18 @@ Item {
     Accessible.role: Accessible.ListItem
     Accessible.name: root.name + ", " + (root.size === "" ? "" : root.size + ", ") + root.badge
     Accessible.description: root.slug
+    Accessible.checkable: true
+    Accessible.checked: root.ticked === Qt.Checked
+    Accessible.selectable: true
+    Accessible.selected: root.current
+    Accessible.focusable: true
+    Accessible.focused: root.current
+    Accessible.onPressAction: root.toggled()
+    Accessible.onToggleAction: root.toggled()
+
+    // A row that waits to be used again is still there for assistive tools unless it hides.
+    ListView.onPooled: root.visible = false
+    ListView.onReused: root.visible = true
 
     Rectangle {
         x: 1

@@ -27,31 +27,17 @@ Item {
         onRefresh: root.refresh()
     }
 
-    Rectangle {
+    // Made when it is needed: most panes are left before it is.
+    Loader {
         id: running
 
         anchors.top: header.bottom
         width: parent.width
-        height: visible ? line.implicitHeight + 2 * Theme.spacing.small : 0
-        visible: line.visible
-        color: Theme.color.header
-
-        ProgressLine {
-            id: line
-
-            anchors.verticalCenter: parent.verticalCenter
-            x: Theme.spacing.huge
-            width: parent.width - 2 * x
-            progress: root.model.progress
-            visible: root.model.progress.shown && !root.placesProgress
-        }
-
-        Rectangle {
-            anchors.bottom: parent.bottom
-            width: parent.width
-            height: 1
-            color: Theme.color.cardBorder
-        }
+        height: active ? implicitHeight : 0
+        active: root.model.progress.shown && !root.placesProgress
+        Component.onCompleted: setSource("ProgressStrip.qml", {
+            "progress": root.model.progress
+        })
     }
 
     Item {

@@ -103,6 +103,7 @@ RowLayout {
 
     ActionButton {
         text: "Stop"
+        name: "Stop the operation"
         reason: root.progress.reasonAgainstStopping
         onActivated: root.progress.stop()
     }

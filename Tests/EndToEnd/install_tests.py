@@ -160,7 +160,7 @@ class Stopping(InstallTest):
         window = self.open_with_endless_build("echo begun; sleep 1000 & sleep 1001\n")
         groups = self.groups(window)
         self.assertTrue(groups)
-        window.button("Stop").press()
+        window.button("Stop the operation").press()
         self.expect_console(window, "Installing Zyn…\nbegun\n\n✗ failed (exit 15).")
         for group in groups:
             until(lambda: not processes.in_group(group), "the whole group is gone", 1)
@@ -169,7 +169,7 @@ class Stopping(InstallTest):
     def test_by_force_what_does_not_listen(self):
         window = self.open_with_endless_build("trap '' TERM; echo begun; while :; do sleep 1000; done\n")
         groups = self.groups(window)
-        window.button("Stop").press()
+        window.button("Stop the operation").press()
         self.expect_console(window, "Installing Zyn…\nbegun\n\n✗ failed (exit 9).")
         for group in groups:
             until(lambda: not processes.in_group(group), "the whole group is gone", 1)
@@ -243,14 +243,14 @@ class Databases(InstallTest):
     def test_install_over_an_old_one_and_remove(self):
         quill = self.sample.home / ".zyn/databases/quill.db"
         window = self.open_install("databases")
-        until(lambda: [row for row in window.pane_rows() if row.name == "Quill, not installed"],
+        until(lambda: window.all(name="Quill, not installed"),
               lambda: window.outline())
         quill.write_text("an old one")  # since the list was read
         window.button("Install").press()
         self.expect_console(window, f"Installing Quill…\n✓ installed to {quill}")
         self.assertEqual((self.sample.home / ".local/share/Trash/files/quill.db").read_text(), "an old one")
         self.assertNotEqual(quill.read_bytes(), b"an old one")
-        until(lambda: [row for row in window.pane_rows() if row.name == "Quill, installed"], lambda: window.outline())
+        until(lambda: window.all(name="Quill, installed"), lambda: window.outline())
         window.all(Role.PUSH_BUTTON, "Remove")[-1].press()
         self.expect_console(window, f"Moved to Trash:\n{quill}")
         self.assertFalse(quill.exists())
@@ -262,7 +262,7 @@ class Databases(InstallTest):
         source = {path.relative_to(self.sample.home / "Projects/databases/orchid"): path.read_bytes()
                   for path in (self.sample.home / "Projects/databases/orchid").rglob("*") if path.is_file()}
         window = self.open_install("databases")
-        until(lambda: [row for row in window.pane_rows() if row.name == "Orchid, installed"], lambda: window.outline())
+        until(lambda: window.all(name="Orchid, installed"), lambda: window.outline())
         for turn in range(5):
             (orchid / f"own-{turn}").write_text("of mine")
             other = subprocess.Popen([places.BIN / "zyn-code-manager", "database", "install", "db-orchid"],
@@ -276,7 +276,7 @@ class Databases(InstallTest):
             self.assertEqual({path.relative_to(orchid): path.read_bytes()
                               for path in orchid.rglob("*") if path.is_file()}, source)
             window.button("Refresh").press()
-            until(lambda: [row for row in window.pane_rows() if row.name == "Orchid, installed"], window.outline)
+            until(lambda: window.all(name="Orchid, installed"), window.outline)
             self.rest(window)
 
 

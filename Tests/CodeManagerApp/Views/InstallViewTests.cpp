@@ -96,16 +96,17 @@ TEST_F(InstallViewTest, installingShowsWhereItStandsAndCanBeStopped)
         = find(QStringLiteral("Step 1 of 5 · Installing the CLI"), QAccessible::ProgressBar);
     ASSERT_NE(bar, nullptr);
     EXPECT_EQ(toUtf8(bar->text(QAccessible::Description)), "compiling");
-    EXPECT_EQ(names(QAccessible::Button).count(QStringLiteral("Stop")), 1) << "the pane has one place for it";
+    EXPECT_EQ(names(QAccessible::Button).count(QStringLiteral("Stop the operation")), 1)
+        << "the pane has one place for it";
 
     // It goes with its user to every other pane.
     for (const Pane pane : allPanes) {
         model().setSection(pane);
         settle();
         EXPECT_EQ(names(QAccessible::ProgressBar).size(), 1) << toUtf8(title(pane));
-        EXPECT_TRUE(enabled("Stop")) << toUtf8(title(pane));
+        EXPECT_TRUE(enabled("Stop the operation")) << toUtf8(title(pane));
     }
-    press(QStringLiteral("Stop"));
+    press(QStringLiteral("Stop the operation"));
     whenDone();
     EXPECT_EQ(toUtf8(model().console()), "1/5  Installing the CLI…\ncompiling\n\n✗ failed (exit 15) — stopping.\n");
     EXPECT_TRUE(names(QAccessible::ProgressBar).isEmpty());
