@@ -66,8 +66,9 @@ class Everything(WindowTest):
         window.ask_to_close()
         window.button("Stop and Close")
         self.expect_good(window, 14, "asking")
-        asking = [node for node in window.all(Role.DIALOG) if node.shown]
-        self.assertEqual([node.name for node in asking], ["An operation is still running."], window.outline())
+        # The line of progress may come meanwhile, and what is looked through changes below the eyes.
+        until(lambda: [node.name for node in window.all(Role.DIALOG) if node.shown] == ["An operation is still running."],
+              window.outline)
 
     def test_the_guide_reads_title_and_text(self):
         window = self.open_at_rest(CM_PANE="guide")
