@@ -17,6 +17,7 @@
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Foundation/Size.h"
 #include "ManagerCore/Inventory/TextFinder.h"
+#include "ManagerCore/Models/ModelCatalog.h"
 
 extern char** environ; // NOLINT(readability-redundant-declaration)
 
@@ -181,5 +182,19 @@ void memmemPiece(benchmark::State& state)
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * pieceOfFile().size()));
 }
 BENCHMARK(memmemPiece);
+
+// The models of the install-models folder that the environment names.
+void scanCatalog(benchmark::State& state)
+{
+    const char* const folder = std::getenv("INSTALL_MODELS");
+    if (folder == nullptr) {
+        state.SkipWithError("INSTALL_MODELS names no folder");
+        return;
+    }
+    for ([[maybe_unused]] auto round : state) {
+        benchmark::DoNotOptimize(ManagerCore::ModelCatalog::scan(folder));
+    }
+}
+BENCHMARK(scanCatalog)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
