@@ -111,13 +111,14 @@ QCoro::Task<> ManagerModel::resolveSlug()
 
 QCoro::Task<> ManagerModel::removeModel()
 {
-    if (busy() || !status() || status()->modelPath.empty()) {
+    const std::optional<Status> shown = status();
+    if (busy() || !shown || shown->modelPath.empty()) {
         co_return;
     }
     const Removal removal {.launchAgent = actions_.launchAgent,
-                           .modelPath = status()->modelPath,
+                           .modelPath = shown->modelPath,
                            .byScript
-                           = status()->modelCatalogInstalled && !projectDir().empty() && !actions_.defaultsPath.empty(),
+                           = shown->modelCatalogInstalled && !projectDir().empty() && !actions_.defaultsPath.empty(),
                            .projectDir = projectDir(),
                            .defaultsPath = actions_.defaultsPath};
     const QString name = QStringLiteral("Removing the model");
@@ -149,10 +150,11 @@ QList<StatRowValue> ManagerModel::modelRows() const { return InstallPane::modelR
 
 QString ManagerModel::reasonAgainstRevealingModel() const
 {
-    if (!status()) {
+    const std::optional<Status>& shown = status();
+    if (!shown) {
         return QStringLiteral("It is not known yet whether there is a model.");
     }
-    return status()->modelPath.empty() ? QStringLiteral("There is no model.") : QString();
+    return shown->modelPath.empty() ? QStringLiteral("There is no model.") : QString();
 }
 
 QString ManagerModel::reasonAgainstRemovingModel() const
@@ -176,8 +178,9 @@ void ManagerModel::requestModels()
 
 void ManagerModel::requestRevealModel()
 {
-    if (reasonAgainstRevealingModel().isEmpty()) {
-        reveal(FilePath::expandTilde(status()->modelPath).native());
+    const std::optional<Status>& shown = status();
+    if (shown && !shown->modelPath.empty()) {
+        reveal(FilePath::expandTilde(shown->modelPath).native());
     }
 }
 

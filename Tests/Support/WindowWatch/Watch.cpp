@@ -114,7 +114,8 @@ void Watch::tellFrame(const Moment& left, std::int64_t away)
     }
     if (frames_.is_open()) {
         frames_ << std::fixed << milliseconds(left.time - started_) << ' ' << milliseconds(awaySinceFrame_) << ' '
-                << milliseconds(ranSinceFrame_) << std::endl;
+                << milliseconds(ranSinceFrame_) << '\n'
+                << std::flush;
     }
     awaySinceFrame_ = 0;
     ranSinceFrame_ = 0;
