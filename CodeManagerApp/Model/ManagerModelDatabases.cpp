@@ -1,8 +1,8 @@
 #include <utility>
 
-#include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/InstallPane.h"
 #include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/Outcome.h"
 #include "CodeManagerApp/Model/QtText.h"
 #include "ManagerCore/Installers/DatabaseCatalog.h"
 #include "ManagerCore/Installers/DatabaseInstaller.h"
@@ -30,27 +30,13 @@ Listed listAll()
     return listed;
 }
 
-struct Changed {
-    bool ok = false;
-    QString text;
-};
-
-Changed copyDatabase(const Database& database, const Progress::Watcher& watcher)
+Outcome copyDatabase(const Database& database, const Progress::Watcher& watcher)
 {
     const Proc::Out out = DatabaseInstaller::install(database, watcher.get());
-    const std::string text = out.ok() ? "✓ installed to " + database.destPath().string() : "✗ failed: " + out.stderr;
-    return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(text)))};
+    return outcomeOf(out.ok(), out.ok() ? "✓ installed to " + database.destPath().string() : "✗ failed: " + out.stderr);
 }
 
-Changed trashDatabase(const Database& database)
-{
-    const auto results = DatabaseInstaller::uninstall(database);
-    if (!results.empty() && results.front().trashed) {
-        return {.ok = true, .text = fromUtf8("Moved to Trash:\n" + database.destPath().string())};
-    }
-    const std::string why = results.empty() ? "unknown" : results.front().error.value_or("unknown");
-    return {.ok = false, .text = fromUtf8("Remove failed: " + why)};
-}
+Outcome trashDatabase(const Database& database) { return moveToTrash(database.destPath().string(), "Moved to Trash:"); }
 
 } // namespace
 
@@ -71,9 +57,9 @@ QCoro::Task<> ManagerModel::installDatabase(Database database)
     }
     progress_.step(1, name);
     setConsole(fromUtf8("Installing " + database.name + "…\n"));
-    const Changed change = co_await inBackground(&copyDatabase, std::move(database), progress_.watcher());
-    append(change.text);
-    end(change.ok);
+    const Outcome outcome = co_await inBackground(&copyDatabase, std::move(database), progress_.watcher());
+    append(outcome.text);
+    end(outcome.ok);
     reloadDatabases();
 }
 
@@ -82,9 +68,9 @@ QCoro::Task<> ManagerModel::removeDatabase(Database database)
     if (!begin(QStringLiteral("Removing ") + oneLine(database.name))) {
         co_return;
     }
-    const Changed change = co_await inBackground(&trashDatabase, std::move(database));
-    setConsole(change.text);
-    end(change.ok);
+    const Outcome outcome = co_await inBackground(&trashDatabase, std::move(database));
+    setConsole(outcome.text);
+    end(outcome.ok);
     reloadDatabases();
 }
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/InstallPane.h"
 #include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/Outcome.h"
 #include "CodeManagerApp/Model/QtText.h"
 #include "ManagerCore/Foundation/ProjectDir.h"
 #include "ManagerCore/Installers/Installer.h"
@@ -20,43 +20,36 @@ using namespace ManagerCore;
 namespace
 {
 
-// What comes back from a script: of output of any length only what the console keeps.
-struct Ran {
-    bool ok = false;
-    QString text;
-    bool ends = false; // of a sequence: nothing comes after it
-};
-
-Ran ranWith(const Proc::Out& out, const std::string& ending)
+Outcome ranWith(const Proc::Out& out)
 {
-    return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(InstallTexts::shown(out) + ending)))};
+    return outcomeOf(out.ok(), InstallTexts::shown(out) + InstallTexts::ending(out));
 }
 
 // Any thread, all of them.
-Ran installCliOf(const std::string& projectDir, const Progress::Watcher& watcher)
+Outcome installCliOf(const std::string& projectDir, const Progress::Watcher& watcher)
 {
-    const Proc::Out out = Installer::run(projectDir, watcher.get());
-    return ranWith(out, InstallTexts::ending(out));
+    return ranWith(Installer::run(projectDir, watcher.get()));
 }
 
-Ran installModelOf(const std::string& projectDir, const std::string& defaultsPath, const Progress::Watcher& watcher)
+Outcome installModelOf(const std::string& projectDir, const std::string& defaultsPath, const Progress::Watcher& watcher)
 {
-    const Proc::Out out = ModelInstaller::installConfiguredModel(projectDir, defaultsPath, watcher.get());
-    return ranWith(out, InstallTexts::ending(out));
+    return ranWith(ModelInstaller::installConfiguredModel(projectDir, defaultsPath, watcher.get()));
 }
 
-Ran installSlug(const std::string& slug, const std::string& projectDir, const Progress::Watcher& watcher)
+Outcome installSlug(const std::string& slug, const std::string& projectDir, const Progress::Watcher& watcher)
 {
-    const Proc::Out out = ModelInstallerRun::install(slug, projectDir, watcher.get());
-    return ranWith(out, InstallTexts::ending(out));
+    return ranWith(ModelInstallerRun::install(slug, projectDir, watcher.get()));
 }
 
-Ran performStep(const InstallEverything::Plan& plan, InstallEverything::Step step, const Progress::Watcher& watcher)
+struct StepOutcome : Outcome {
+    bool ends = false; // nothing comes after it
+};
+
+StepOutcome
+performStep(const InstallEverything::Plan& plan, InstallEverything::Step step, const Progress::Watcher& watcher)
 {
     const InstallEverything::Outcome outcome = InstallEverything::perform(plan, step, watcher.get());
-    return {.ok = !outcome.failed,
-            .text = fromUtf8(Console::trimmed(std::string_view(outcome.text()))),
-            .ends = outcome.ends};
+    return {outcomeOf(!outcome.failed, outcome.text()), outcome.ends};
 }
 
 // "Installing the model…" without its dots.
@@ -89,7 +82,7 @@ QCoro::Task<> ManagerModel::installCli()
         co_return;
     }
     progress_.step(1, name);
-    const Ran ran = co_await inBackground(&installCliOf, projectDir_, progress_.watcher());
+    const Outcome ran = co_await inBackground(&installCliOf, projectDir_, progress_.watcher());
     append(ran.text);
     end(ran.ok);
     refresh();
@@ -106,7 +99,7 @@ QCoro::Task<> ManagerModel::installConfiguredModel()
         co_return;
     }
     progress_.step(1, name);
-    const Ran ran = co_await inBackground(&installModelOf, projectDir_, actions_.defaultsPath, progress_.watcher());
+    const Outcome ran = co_await inBackground(&installModelOf, projectDir_, actions_.defaultsPath, progress_.watcher());
     append(ran.text);
     end(ran.ok);
     refresh();
@@ -127,7 +120,7 @@ QCoro::Task<> ManagerModel::installEverything()
             append(fromUtf8(InstallEverything::opening(plan, step)));
             progress_.step(number, named(step), step != InstallEverything::Step::service);
         }
-        const Ran ran = co_await inBackground(&performStep, plan, step, progress_.watcher());
+        const StepOutcome ran = co_await inBackground(&performStep, plan, step, progress_.watcher());
         append(ran.text);
         good = good && ran.ok;
         if (ran.ends) {
@@ -169,7 +162,7 @@ QCoro::Task<> ManagerModel::installCheckedModels()
         const std::string& name = models[index].name;
         append(fromUtf8(InstallTexts::progress(index + 1, models.size(), "Installing " + name + "…")));
         progress_.step(index + 1, QStringLiteral("Installing ") + oneLine(name));
-        const Ran ran = co_await inBackground(&installSlug, models[index].slug, projectDir_, progress_.watcher());
+        const Outcome ran = co_await inBackground(&installSlug, models[index].slug, projectDir_, progress_.watcher());
         append(ran.text);
         good += ran.ok ? 1 : 0;
     }

@@ -1,12 +1,11 @@
 #include <utility>
 
-#include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/InstallPane.h"
 #include "CodeManagerApp/Model/ManagerModel.h"
+#include "CodeManagerApp/Model/Outcome.h"
 #include "CodeManagerApp/Model/QtText.h"
 #include "CodeManagerApp/Model/Reasons.h"
 #include "ManagerCore/Foundation/FilePath.h"
-#include "ManagerCore/Foundation/Remover.h"
 #include "ManagerCore/Health/Service.h"
 #include "ManagerCore/Models/ModelBundleCheck.h"
 #include "ManagerCore/Models/ModelCatalog.h"
@@ -47,35 +46,19 @@ struct Removal {
     std::string defaultsPath;
 };
 
-struct Removed {
-    bool ok = false;
-    QString text;
-};
-
-Removed trashModel(const std::string& path)
-{
-    const auto results = Remover::trash({FilePath::fromText(path)});
-    if (!results.empty() && results.front().trashed) {
-        return {.ok = true, .text = fromUtf8("Model moved to Trash:\n" + path)};
-    }
-    const std::string why = results.empty() ? "unknown" : results.front().error.value_or("unknown");
-    return {.ok = false, .text = fromUtf8("Remove failed: " + why)};
-}
-
 // Any thread. A backend that does not stop, or was not running, keeps nothing from being moved: what it has open stays
 // readable for it.
-Removed removeModelBy(const Removal& removal, const Progress::Watcher& watcher)
+Outcome removeModelBy(const Removal& removal, const Progress::Watcher& watcher)
 {
     if (!removal.launchAgent.empty()) {
         Service::stop(removal.launchAgent);
     }
     if (!removal.byScript) {
-        return trashModel(removal.modelPath);
+        return moveToTrash(removal.modelPath, "Model moved to Trash:");
     }
     const Proc::Out out
         = ModelInstaller::uninstallConfiguredModel(removal.projectDir, removal.defaultsPath, watcher.get());
-    const std::string text = InstallTexts::shown(out) + InstallTexts::removalEnding(out);
-    return {.ok = out.ok(), .text = fromUtf8(Console::trimmed(std::string_view(text)))};
+    return outcomeOf(out.ok(), InstallTexts::shown(out) + InstallTexts::removalEnding(out));
 }
 
 } // namespace
@@ -105,7 +88,11 @@ QCoro::Task<> ManagerModel::loadCatalog()
 QCoro::Task<> ManagerModel::resolveSlug()
 {
     checkThread();
-    auto slug = co_await inBackground(&ModelInstaller::resolvedSlug, projectDir_, actions_.defaultsPath);
+    const std::string of = projectDir_;
+    auto slug = co_await inBackground(&ModelInstaller::resolvedSlug, of, actions_.defaultsPath);
+    if (of != projectDir_) {
+        co_return; // as above
+    }
     change(configuredSlug_, std::move(slug), &ManagerModel::modelRowsChanged);
 }
 
@@ -125,7 +112,7 @@ QCoro::Task<> ManagerModel::removeModel()
     setConsole({});
     begin(name);
     progress_.step(1, name, removal.byScript);
-    const Removed removed = co_await inBackground(&removeModelBy, removal, progress_.watcher());
+    const Outcome removed = co_await inBackground(&removeModelBy, removal, progress_.watcher());
     setConsole(removed.text);
     end(removed.ok);
     refresh();

@@ -23,7 +23,7 @@ struct Moved {
 };
 
 // Any thread.
-Moved moveToTrash(const std::vector<std::filesystem::path>& paths)
+Moved moveAll(const std::vector<std::filesystem::path>& paths)
 {
     auto results = Remover::trash(paths);
     QString outcome = ComponentsPane::outcome(results);
@@ -107,7 +107,7 @@ QCoro::Task<> ManagerModel::moveChosenToTrash()
         co_return;
     }
     const bool alone = begin(QStringLiteral("Moving to the Trash"));
-    const Moved moved = co_await inBackground(&moveToTrash, std::move(paths));
+    const Moved moved = co_await inBackground(&moveAll, std::move(paths));
     setConsole(moved.outcome);
     if (alone) {
         end(std::ranges::all_of(moved.results, &Remover::Result::trashed));

@@ -1,7 +1,8 @@
 """What a window manager sends to a window when its user closes it; there is none here that would."""
 
 import ctypes
-import os
+
+from support.xlib import connection
 
 CLIENT_MESSAGE = 33
 
@@ -13,17 +14,8 @@ class ClientMessage(ctypes.Structure):
 
 
 def ask_to_close(window):
-    x = ctypes.CDLL("libX11.so.6")
-    x.XOpenDisplay.restype = ctypes.c_void_p
-    x.XInternAtom.restype = ctypes.c_ulong
-    display = ctypes.c_void_p(x.XOpenDisplay(os.environ["DISPLAY"].encode()))
-    if not display:
-        raise RuntimeError("The display does not answer.")
-
-    def atom(name):
-        return x.XInternAtom(display, name, 0)
-
-    event = ClientMessage(type=CLIENT_MESSAGE, window=window, message_type=atom(b"WM_PROTOCOLS"), format=32)
-    event.data[0] = atom(b"WM_DELETE_WINDOW")
-    x.XSendEvent(display, ctypes.c_ulong(window), 0, ctypes.c_long(0), ctypes.byref(event))
-    x.XCloseDisplay(display)
+    with connection() as (x, display):
+        protocols, delete = (x.XInternAtom(display, name, 0) for name in (b"WM_PROTOCOLS", b"WM_DELETE_WINDOW"))
+        event = ClientMessage(type=CLIENT_MESSAGE, window=window, message_type=protocols, format=32)
+        event.data[0] = delete
+        x.XSendEvent(display, ctypes.c_ulong(window), 0, ctypes.c_long(0), ctypes.byref(event))

@@ -10,6 +10,7 @@ import tempfile
 
 from support import places
 from support.screen import Picture
+from support.xlib import connection
 
 BUS = """<busconfig>
   <type>session</type>
@@ -104,14 +105,9 @@ class Desktop:
 
     def give_keyboard_away(self):
         """To the empty desktop: no window is in front any more."""
-        x = ctypes.CDLL("libX11.so.6")
-        x.XOpenDisplay.restype = ctypes.c_void_p
-        x.XDefaultRootWindow.restype = ctypes.c_ulong
-        display = ctypes.c_void_p(x.XOpenDisplay(os.environ["DISPLAY"].encode()))
-        if not display:
-            raise RuntimeError("The display does not answer.")
-        x.XSetInputFocus(display, ctypes.c_ulong(x.XDefaultRootWindow(display)), 0, ctypes.c_ulong(0))
-        x.XCloseDisplay(display)
+        with connection() as (x, display):
+            root = x.XDefaultRootWindow(display)
+            x.XSetInputFocus(display, ctypes.c_ulong(root), 0, ctypes.c_ulong(0))
 
     def hide_pointer(self):
         """Out of the way, so that nothing is hovered over."""
