@@ -3,10 +3,8 @@
 #include <array>
 #include <cstdlib>
 #include <system_error>
-#include <unistd.h>
-#include <vector>
 
-#include <pwd.h>
+#include "ManagerCore/Platform/Posix.h"
 
 namespace ManagerCore::Platform
 {
@@ -22,28 +20,11 @@ std::optional<path> fromEnvironment(const char* name)
     return value != nullptr && *value != '\0' ? std::optional<path>(value) : std::nullopt;
 }
 
-// Runs one of the reentrant passwd look-ups, which want a buffer of a size nobody knows.
-template <class Lookup> std::optional<path> homeInPasswd(Lookup lookup)
-{
-    std::vector<char> buffer(4096);
-    passwd entry {};
-    passwd* found = nullptr;
-    while (lookup(&entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < (std::size_t {1} << 20)) {
-        buffer.resize(buffer.size() * 2);
-    }
-    return found != nullptr && found->pw_dir != nullptr ? std::optional<path>(found->pw_dir) : std::nullopt;
-}
-
-path withoutTrailingSlash(const path& folder)
-{
-    return folder.has_filename() || folder == folder.root_path() ? folder : folder.parent_path();
-}
-
 path absoluteFolder(const path& folder)
 {
     std::error_code error;
     const path made = std::filesystem::absolute(folder, error);
-    return withoutTrailingSlash(error ? folder : made);
+    return Posix::withoutTrailingSlash(error ? folder : made);
 }
 
 path lookUpHome()
@@ -51,24 +32,19 @@ path lookUpHome()
     if (const auto home = fromEnvironment("HOME")) {
         return absoluteFolder(*home);
     }
-    const auto lookup = [](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-        return ::getpwuid_r(::getuid(), entry, buffer, size, found);
-    };
-    return absoluteFolder(homeInPasswd(lookup).value_or("/"));
+    return absoluteFolder(Posix::homeOfOwner().value_or("/"));
 }
-
-bool isThere(const path& file) { return ::access(file.c_str(), F_OK) == 0; }
 
 // The system's tool, else ours: beside the executable in a build, under libexec when installed.
 path tool(const path& ofSystem)
 {
-    if (isThere(ofSystem)) {
+    if (Posix::isThere(ofSystem)) {
         return ofSystem;
     }
     const path programs = application().parent_path();
     for (const path& ours : std::array {programs / ofSystem.filename(),
                                         programs.parent_path() / "libexec/code-manager" / ofSystem.filename()}) {
-        if (isThere(ours)) {
+        if (Posix::isThere(ours)) {
             return ours;
         }
     }
@@ -83,12 +59,7 @@ path homeFolder()
     return home;
 }
 
-std::optional<path> homeFolderOf(const std::string& user)
-{
-    return homeInPasswd([&user](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-        return ::getpwnam_r(user.c_str(), entry, buffer, size, found);
-    });
-}
+std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }
 
 path shortForm(const path& given) { return given; }
 
@@ -115,7 +86,7 @@ path application()
 std::optional<path> resourceFolder()
 {
     const path folder = application().parent_path().parent_path() / "share/code-manager";
-    return isThere(folder) ? std::optional(folder) : std::nullopt;
+    return Posix::isThere(folder) ? std::optional(folder) : std::nullopt;
 }
 
 } // namespace ManagerCore::Platform

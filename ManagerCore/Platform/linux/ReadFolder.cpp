@@ -10,27 +10,13 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "ManagerCore/Platform/Posix.h"
+
 namespace ManagerCore::Platform
 {
 
 namespace
 {
-
-FileKind kindOf(unsigned char type)
-{
-    switch (type) {
-    case DT_DIR:
-        return FileKind::folder;
-    case DT_REG:
-        return FileKind::file;
-    case DT_LNK:
-        return FileKind::link;
-    case DT_UNKNOWN:
-        return FileKind::unknown;
-    default:
-        return FileKind::other;
-    }
-}
 
 bool isDots(const char* name) { return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')); }
 
@@ -48,7 +34,7 @@ bool readFolder(int folder, const std::function<void(std::string_view, FileKind)
         for (ssize_t at = 0; at < filled;) {
             const auto* found = reinterpret_cast<const dirent64*>(buffer.data() + at);
             if (!isDots(found->d_name)) {
-                entry(found->d_name, kindOf(found->d_type));
+                entry(found->d_name, Posix::kindOf(found->d_type));
             }
             at += found->d_reclen;
         }

@@ -9,7 +9,8 @@
 #include <vector>
 
 #include <mach-o/dyld.h>
-#include <pwd.h>
+
+#include "ManagerCore/Platform/Posix.h"
 
 namespace ManagerCore::Platform
 {
@@ -19,36 +20,14 @@ namespace
 
 using std::filesystem::path;
 
-// Runs one of the reentrant passwd look-ups, which want a buffer of a size nobody knows.
-template <class Lookup> std::optional<path> homeInPasswd(Lookup lookup)
-{
-    std::vector<char> buffer(4096);
-    passwd entry {};
-    passwd* found = nullptr;
-    while (lookup(&entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < (std::size_t {1} << 20)) {
-        buffer.resize(buffer.size() * 2);
-    }
-    return found != nullptr && found->pw_dir != nullptr ? std::optional<path>(found->pw_dir) : std::nullopt;
-}
-
-path withoutTrailingSlash(const path& folder)
-{
-    return folder.has_filename() || folder == folder.root_path() ? folder : folder.parent_path();
-}
-
 path lookUpHome()
 {
     const char* fixed = std::getenv("CFFIXED_USER_HOME");
     if (fixed != nullptr && *fixed != '\0') {
-        return withoutTrailingSlash(fixed);
+        return Posix::withoutTrailingSlash(fixed);
     }
-    const auto lookup = [](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-        return ::getpwuid_r(::getuid(), entry, buffer, size, found);
-    };
-    return withoutTrailingSlash(homeInPasswd(lookup).value_or("/"));
+    return Posix::withoutTrailingSlash(Posix::homeOfOwner().value_or("/"));
 }
-
-bool isThere(const path& file) { return ::access(file.c_str(), F_OK) == 0; }
 
 path executable()
 {
@@ -71,12 +50,7 @@ path homeFolder()
     return home;
 }
 
-std::optional<path> homeFolderOf(const std::string& user)
-{
-    return homeInPasswd([&user](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-        return ::getpwnam_r(user.c_str(), entry, buffer, size, found);
-    });
-}
+std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }
 
 path shortForm(const path& given)
 {
@@ -84,7 +58,7 @@ path shortForm(const path& given)
     const std::string& whole = given.native();
     for (const std::string_view folder : {"/private/tmp", "/private/var", "/private/etc"}) {
         const bool inside = whole.starts_with(folder) && (whole.size() == folder.size() || whole[folder.size()] == '/');
-        if (inside && isThere(whole.substr(prefix.size()))) {
+        if (inside && Posix::isThere(whole.substr(prefix.size()))) {
             return whole.substr(prefix.size());
         }
     }
@@ -97,7 +71,7 @@ TemporaryFolders temporaryFolders()
     if (::confstr(_CS_DARWIN_USER_TEMP_DIR, buffer.data(), buffer.size()) == 0) {
         return {.caches = "/tmp", .temporary = "/tmp", .shared = true};
     }
-    const path temporary = withoutTrailingSlash(buffer.data());
+    const path temporary = Posix::withoutTrailingSlash(buffer.data());
     return {.caches = temporary.parent_path() / "C", .temporary = temporary};
 }
 
@@ -118,7 +92,7 @@ std::optional<path> resourceFolder()
 {
     const path contents = executable().parent_path().parent_path();
     for (const path& folder : std::array {contents / "Resources", contents / "share/code-manager"}) {
-        if (isThere(folder)) {
+        if (Posix::isThere(folder)) {
             return folder;
         }
     }

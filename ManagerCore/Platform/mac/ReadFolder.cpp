@@ -6,27 +6,13 @@
 #include <memory>
 #include <unistd.h>
 
+#include "ManagerCore/Platform/Posix.h"
+
 namespace ManagerCore::Platform
 {
 
 namespace
 {
-
-FileKind kindOf(unsigned char type)
-{
-    switch (type) {
-    case DT_DIR:
-        return FileKind::folder;
-    case DT_REG:
-        return FileKind::file;
-    case DT_LNK:
-        return FileKind::link;
-    case DT_UNKNOWN:
-        return FileKind::unknown;
-    default:
-        return FileKind::other;
-    }
-}
 
 bool isDots(std::string_view name) { return name == "." || name == ".."; }
 
@@ -48,7 +34,7 @@ bool readFolder(int folder, const std::function<void(std::string_view, FileKind)
     while (const dirent* found = ::readdir(stream.get())) {
         const std::string_view name(found->d_name, found->d_namlen);
         if (!isDots(name)) {
-            entry(name, kindOf(found->d_type));
+            entry(name, Posix::kindOf(found->d_type));
         }
         errno = 0;
     }
