@@ -41,6 +41,7 @@ test   mkfs.btrfs       btrfs-progs                          -
 test   setfattr         attr                                 -
 test   pgrep            procps                               -
 test   python3          python3                              -
+test   mandoc           mandoc                               mandoc
 test   zsh              zsh                                  -
 test   fish             fish                                 fish
 test   Xvfb             xvfb                                 -
