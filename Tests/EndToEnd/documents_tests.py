@@ -15,7 +15,8 @@ from support.window import Role
 
 def the_check():
     """The check of all documents, which runs their examples, as a module."""
-    loader = importlib.machinery.SourceFileLoader("check_documents", str(places.TOP / "Tests/Documents/check-documents"))
+    file = str(places.TOP / "Tests/Documents/check-documents")
+    loader = importlib.machinery.SourceFileLoader("check_documents", file)
     module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
     sys.modules[loader.name] = module
     loader.exec_module(module)
