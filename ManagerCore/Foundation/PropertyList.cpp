@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <vector>
+#include <cstdlib>
 
 #include <plist/plist.h>
 
@@ -147,6 +146,20 @@ private:
     std::vector<std::size_t> counts_; // by part; 0 when not taken yet
 };
 
+// What stands under `key`; null for anything that is no dictionary.
+plist_t under(const Tree& tree, const char* key)
+{
+    return tree && plist_get_node_type(tree.get()) == PLIST_DICT ? plist_dict_get_item(tree.get(), key) : nullptr;
+}
+
+std::string textOf(plist_t node)
+{
+    char* text = nullptr;
+    plist_get_string_val(node, &text);
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+    return text == nullptr ? std::string() : std::string(text);
+}
+
 } // namespace
 
 void Release::operator()(void* root) const { plist_free(root); }
@@ -166,6 +179,30 @@ Tree parse(std::string_view bytes)
         plist_from_xml(bytes.data(), size, &root);
     }
     return Tree(root);
+}
+
+std::optional<std::string> text(const Tree& tree, const char* key)
+{
+    plist_t node = under(tree, key);
+    const bool isText = node != nullptr && plist_get_node_type(node) == PLIST_STRING;
+    return isText ? std::optional(textOf(node)) : std::nullopt;
+}
+
+std::vector<std::string> texts(const Tree& tree, const char* key)
+{
+    std::vector<std::string> found;
+    plist_t node = under(tree, key);
+    if (node == nullptr || plist_get_node_type(node) != PLIST_ARRAY) {
+        return found;
+    }
+    for (std::uint32_t index = 0; index < plist_array_get_size(node); index++) {
+        plist_t element = plist_array_get_item(node, index);
+        if (plist_get_node_type(element) != PLIST_STRING) {
+            return {};
+        }
+        found.push_back(textOf(element));
+    }
+    return found;
 }
 
 } // namespace ManagerCore::PropertyList

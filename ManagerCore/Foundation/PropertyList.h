@@ -1,7 +1,10 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ManagerCore::PropertyList
 {
@@ -16,5 +19,11 @@ using Tree = std::unique_ptr<void, Release>;
 // Reads an XML or a binary property list. Empty for anything malformed, and for what is larger or nested deeper than
 // any property list of a launch agent is. Any thread.
 Tree parse(std::string_view bytes);
+
+// The text under `key` of a list that is a dictionary; absent for anything else.
+std::optional<std::string> text(const Tree& tree, const char* key);
+
+// The elements of the array under `key`, which holds texts alone; none for anything else.
+std::vector<std::string> texts(const Tree& tree, const char* key);
 
 } // namespace ManagerCore::PropertyList

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <string>
 #include <utility>
 
 #include "ManagerCore/Foundation/FilePath.h"
@@ -11,26 +10,6 @@
 
 namespace ManagerCore::DatabaseCatalog
 {
-
-namespace
-{
-
-std::vector<std::string> descriptorsIn(const std::filesystem::path& folder)
-{
-    std::vector<std::string> names;
-    TreeWalk::walk(folder, [&names](const TreeWalk::Folder& listed, unsigned) {
-        for (TreeWalk::Entry& entry : listed.entries) {
-            entry.descend = false; // so the walk has a single folder, visited by a single thread
-            if (std::filesystem::path(entry.name).extension() == ".toml") {
-                names.emplace_back(entry.name);
-            }
-        }
-    });
-    std::ranges::sort(names);
-    return names;
-}
-
-} // namespace
 
 std::optional<std::filesystem::path> folder()
 {
@@ -41,6 +20,21 @@ std::optional<std::filesystem::path> folder()
     return resources ? std::optional(FilePath::appending(*resources, "databases")) : std::nullopt;
 }
 
+std::vector<std::filesystem::path> descriptorsIn(const std::filesystem::path& folder)
+{
+    std::vector<std::filesystem::path> files;
+    TreeWalk::walk(folder, [&](const TreeWalk::Folder& listed, unsigned) {
+        for (TreeWalk::Entry& entry : listed.entries) {
+            entry.descend = false; // so the walk has a single folder, visited by a single thread
+            if (std::filesystem::path(entry.name).extension() == ".toml") {
+                files.push_back(FilePath::appending(folder, entry.name));
+            }
+        }
+    });
+    std::ranges::sort(files);
+    return files;
+}
+
 std::vector<Database> load()
 {
     const auto place = folder();
@@ -48,8 +42,8 @@ std::vector<Database> load()
     if (!place || place->empty()) {
         return databases;
     }
-    for (const std::string& name : descriptorsIn(*place)) {
-        if (auto database = Database::load(FilePath::appending(*place, name))) {
+    for (const std::filesystem::path& file : descriptorsIn(*place)) {
+        if (auto database = Database::load(file)) {
             databases.push_back(std::move(*database));
         }
     }

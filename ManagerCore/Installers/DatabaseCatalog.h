@@ -14,7 +14,10 @@ namespace ManagerCore::DatabaseCatalog
 // absent when the program has none.
 std::optional<std::filesystem::path> folder();
 
-// The descriptors ("*.toml") of that folder by name, those of one name by file. What cannot be read is left out; empty
+// The files of a folder that are descriptors by their name ("*.toml"), in the order of their names.
+std::vector<std::filesystem::path> descriptorsIn(const std::filesystem::path& folder);
+
+// The databases that `folder` tells of by name, those of one name by file. What cannot be read is left out; empty
 // when there is no folder. Reads small files: not for the interface thread.
 std::vector<Database> load();
 

@@ -21,11 +21,11 @@ namespace
 
 constexpr std::string_view entryFile = "model.toml";
 
-// Hands the slug and the text of every readable entry to `entry`, from several threads at once and in no order; `lane`
-// tells them apart.
-using OnEntry = std::function<void(const std::string& slug, std::string_view text, unsigned lane)>;
+// Hands the slug and the file of every entry to `entry`, from several threads at once and in no order; `lane` tells
+// them apart.
+using OnFile = std::function<void(const std::string& slug, const std::filesystem::path& file, unsigned lane)>;
 
-void forEachEntry(const std::string& installModelsDir, const OnEntry& entry)
+void forEachFile(const std::string& installModelsDir, const OnFile& entry)
 {
     if (installModelsDir.empty()) {
         return;
@@ -33,14 +33,39 @@ void forEachEntry(const std::string& installModelsDir, const OnEntry& entry)
     const std::filesystem::path root = FilePath::appending(FilePath::fromText(installModelsDir), "catalog");
     TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
         for (const TreeWalk::Entry& found : folder.entries) {
-            if (found.name != entryFile || found.kind == TreeWalk::Kind::folder) {
-                continue;
-            }
-            if (const auto text = Text::readFile(FilePath::appending(root, TreeWalk::pathOf(folder, found)))) {
-                entry(folder.path, *text, lane);
+            if (found.name == entryFile && found.kind != TreeWalk::Kind::folder) {
+                entry(folder.path, FilePath::appending(root, TreeWalk::pathOf(folder, found)), lane);
             }
         }
     });
+}
+
+// The same with the text of every entry that can be read.
+using OnEntry = std::function<void(const std::string& slug, std::string_view text, unsigned lane)>;
+
+void forEachEntry(const std::string& installModelsDir, const OnEntry& entry)
+{
+    forEachFile(installModelsDir, [&entry](const std::string& slug, const std::filesystem::path& file, unsigned lane) {
+        if (const auto text = Text::readFile(file)) {
+            entry(slug, *text, lane);
+        }
+    });
+}
+
+bool isReleased(const Descriptor::Map& entry) { return Descriptor::text("release", entry) == "yes"; }
+
+Entry entryOf(const std::filesystem::path& file)
+{
+    const auto text = Text::readFile(file);
+    if (!text) {
+        return {.file = file, .fault = text.error(), .repo = {}};
+    }
+    const Descriptor::Map map = Descriptor::parse(*text);
+    return {.file = file,
+            .fault = {},
+            .hasKeys = !map.empty(),
+            .released = isReleased(map),
+            .repo = Descriptor::text("repo", map)};
 }
 
 // What the lanes gathered, as one list in no order.
@@ -79,7 +104,7 @@ std::vector<CatalogModel> scan(const std::string& installModelsDir)
     std::array<std::vector<CatalogModel>, TreeWalk::lanes> found;
     forEachEntry(installModelsDir, [&found](const std::string& slug, std::string_view text, unsigned lane) {
         const Descriptor::Map entry = Descriptor::parse(text);
-        if (Descriptor::text("release", entry) == "yes") {
+        if (isReleased(entry)) {
             found[lane].push_back({.slug = slug,
                                    .name = Descriptor::text("name", entry, slug),
                                    .repo = Descriptor::text("repo", entry),
@@ -91,6 +116,18 @@ std::vector<CatalogModel> scan(const std::string& installModelsDir)
         return std::tie(one.name, one.slug) < std::tie(other.name, other.slug);
     });
     return models;
+}
+
+std::vector<Entry> entries(const std::string& installModelsDir)
+{
+    std::array<std::vector<Entry>, TreeWalk::lanes> found;
+    forEachFile(installModelsDir,
+                [&found](const std::string& /*slug*/, const std::filesystem::path& file, unsigned lane) {
+                    found[lane].push_back(entryOf(file));
+                });
+    std::vector<Entry> all = joined(found);
+    std::ranges::sort(all, {}, &Entry::file);
+    return all;
 }
 
 std::optional<std::string> slugFor(std::string_view model, const std::string& installModelsDir)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,12 +9,24 @@
 #include "ManagerCore/Models/CatalogModel.h"
 
 // The models that an install-models folder offers: one "model.toml" for each, at any depth below its "catalog". What
-// cannot be read has no say. Reads the whole catalog: not for the interface thread.
+// cannot be read has no say but among the entries. Reads the whole catalog: not for the interface thread.
 namespace ManagerCore::ModelCatalog
 {
 
 // The released entries by name, those of one name by slug.
 std::vector<CatalogModel> scan(const std::string& installModelsDir);
+
+// What a file of the catalog says, offered or not.
+struct Entry {
+    std::filesystem::path file;
+    std::optional<std::string> fault; // one sentence why it cannot be read
+    bool hasKeys = false;
+    bool released = false;
+    std::string repo;
+};
+
+// Every entry by its file, also those that cannot be read.
+std::vector<Entry> entries(const std::string& installModelsDir);
 
 // The first entry by slug whose repository ends with "/" and `model`, released or not. Reads the line alone, stricter
 // than `scan`: only what stands in double quotes counts. Absent when there is none.

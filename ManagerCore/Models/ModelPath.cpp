@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <functional>
 #include <initializer_list>
 #include <iterator>
-#include <memory>
 #include <unistd.h>
 #include <vector>
 
 #include <nlohmann/json.hpp>
-#include <plist/plist.h>
 
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/PropertyList.h"
@@ -32,42 +29,10 @@ struct Candidate {
     bool catalogInstalled = false;
 };
 
-std::string stringOf(plist_t node)
-{
-    char* text = nullptr;
-    plist_get_string_val(node, &text);
-    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-    return text == nullptr ? std::string() : std::string(text);
-}
-
-// The elements of an array that holds strings alone; none for anything else.
-std::vector<std::string> stringsOf(plist_t node)
-{
-    std::vector<std::string> strings;
-    if (node == nullptr || plist_get_node_type(node) != PLIST_ARRAY) {
-        return strings;
-    }
-    for (std::uint32_t index = 0; index < plist_array_get_size(node); index++) {
-        plist_t element = plist_array_get_item(node, index);
-        if (plist_get_node_type(element) != PLIST_STRING) {
-            return {};
-        }
-        strings.push_back(stringOf(element));
-    }
-    return strings;
-}
-
 std::vector<std::string> programArguments(const std::filesystem::path& file)
 {
     const auto bytes = Text::readBytes(file);
-    if (!bytes) {
-        return {};
-    }
-    const PropertyList::Tree root = PropertyList::parse(*bytes);
-    if (!root || plist_get_node_type(root.get()) != PLIST_DICT) {
-        return {};
-    }
-    return stringsOf(plist_dict_get_item(root.get(), "ProgramArguments"));
+    return bytes ? PropertyList::texts(PropertyList::parse(*bytes), "ProgramArguments") : std::vector<std::string>();
 }
 
 // What the backend's launch agent hands its server as --model.

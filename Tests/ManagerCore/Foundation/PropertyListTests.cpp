@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <plist/plist.h>
@@ -117,6 +118,22 @@ TEST(PropertyLists, damagedOnesAreRefusedOrReadButNeverMore)
     }
     EXPECT_FALSE(PropertyList::parse(""));
     EXPECT_FALSE(PropertyList::parse("bplist00"));
+}
+
+TEST(PropertyLists, giveTheTextsOfADictionary)
+{
+    const auto list = PropertyList::parse("<plist version=\"1.0\"><dict><key>text</key><string>a</string>"
+                                          "<key>texts</key><array><string>b</string><string>c</string></array>"
+                                          "<key>mixed</key><array><string>b</string><true/></array></dict></plist>");
+    EXPECT_EQ(PropertyList::text(list, "text"), "a");
+    EXPECT_EQ(PropertyList::text(list, "texts"), std::nullopt);
+    EXPECT_EQ(PropertyList::text(list, "none"), std::nullopt);
+    EXPECT_EQ(PropertyList::texts(list, "texts"), (std::vector<std::string> {"b", "c"}));
+    EXPECT_TRUE(PropertyList::texts(list, "mixed").empty());
+    EXPECT_TRUE(PropertyList::texts(list, "text").empty());
+    const auto array = PropertyList::parse("<plist version=\"1.0\"><array><string>a</string></array></plist>");
+    EXPECT_EQ(PropertyList::text(array, "text"), std::nullopt);
+    EXPECT_TRUE(PropertyList::texts(PropertyList::Tree(), "texts").empty());
 }
 
 } // namespace
