@@ -5,6 +5,7 @@
 #include "CodeManagerCLI/CompletionCommand.h"
 #include "CodeManagerCLI/CrucibleCommand.h"
 #include "CodeManagerCLI/DatabaseCommand.h"
+#include "CodeManagerCLI/DoctorCommand.h"
 #include "CodeManagerCLI/IdentityCommand.h"
 #include "CodeManagerCLI/InstallCommand.h"
 #include "CodeManagerCLI/ModelCommand.h"
@@ -22,6 +23,7 @@ void addCommands(CommandTree& tree)
     // In the order of the help.
     constexpr std::array declarations {
         &StatusCommand::declare,
+        &DoctorCommand::declare,
         &IdentityCommand::declare,
         &ScanCommand::declare,
         &ServiceCommand::declare,

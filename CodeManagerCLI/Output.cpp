@@ -100,6 +100,8 @@ std::string coloured(const std::string& text, Tone tone)
     switch (tone) {
     case Tone::good:
         return "\033[32m" + text + "\033[0m";
+    case Tone::caution:
+        return "\033[33m" + text + "\033[0m";
     case Tone::bad:
         return "\033[31m" + text + "\033[0m";
     case Tone::neutral:
@@ -148,6 +150,12 @@ void Output::table(const std::vector<Row>& rows)
         }
         out_ << '\n';
     }
+}
+
+void Output::markedLine(std::string_view mark, Tone tone, std::string_view text)
+{
+    const std::string shown = visible(mark);
+    out_ << (colours_ ? coloured(shown, tone) : shown) << visible(text) << '\n';
 }
 
 void Output::document(std::string_view text) { out_ << text; }

@@ -13,7 +13,7 @@ namespace CodeManagerCLI
 
 using Json = nlohmann::ordered_json;
 
-enum class Tone : std::uint8_t { neutral, good, bad };
+enum class Tone : std::uint8_t { neutral, good, caution, bad };
 
 // A line of a table. An empty label continues the row above.
 struct Row {
@@ -41,6 +41,7 @@ public:
     void lines(std::string_view text); // a line feed is added where the last line has none
     void heading(std::string_view text); // a line that stands out on a terminal
     void table(const std::vector<Row>& rows);
+    void markedLine(std::string_view mark, Tone tone, std::string_view text); // the mark alone has a colour
     void document(std::string_view text); // byte by byte, as a file of its own that is to be read again
     void json(const Json& document); // bytes that are not UTF-8 become U+FFFD
 

@@ -1,7 +1,6 @@
 #include "CodeManagerCLI/Product.h"
 
 #include <cstdlib>
-#include <filesystem>
 
 #include "CodeManagerCLI/Output.h"
 #include "ManagerCore/Foundation/FilePath.h"
@@ -10,11 +9,15 @@
 namespace CodeManagerCLI
 {
 
+std::optional<std::filesystem::path> descriptorFile(const Context& context)
+{
+    return context.identityFile ? std::optional(ManagerCore::FilePath::fromText(*context.identityFile))
+                                : ManagerCore::ProductDescriptor::location();
+}
+
 Product loadProduct(const Context& context)
 {
-    const std::filesystem::path file = context.identityFile
-        ? ManagerCore::FilePath::fromText(*context.identityFile)
-        : ManagerCore::ProductDescriptor::location().value_or(std::filesystem::path());
+    const std::filesystem::path file = descriptorFile(context).value_or(std::filesystem::path());
     const bool named = context.identityFile || std::getenv("CM_IDENTITY_TOML") != nullptr;
     const auto identity = ManagerCore::Identity::load(file);
     if (!identity && named) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <filesystem>
+#include <optional>
+
 #include "CodeManagerCLI/Context.h"
 #include "ManagerCore/Foundation/Identity.h"
 #include "ManagerCore/Foundation/ManagerActions.h"
@@ -13,7 +16,10 @@ struct Product {
     ManagerCore::ManagerActions actions;
 };
 
-// Reads the descriptor that --identity names, else CM_IDENTITY_TOML, else the program's own. One that cannot be read
+// The descriptor that --identity names, else CM_IDENTITY_TOML, else the program's own; absent where it has none.
+std::optional<std::filesystem::path> descriptorFile(const Context& context);
+
+// Reads that descriptor. One that cannot be read
 // gives the empty records; where the user named it, one sentence on the standard error says so.
 Product loadProduct(const Context& context);
 

@@ -13,11 +13,11 @@ Option add(CommandTree& tree, CLI::App& command)
     return tree.value(command, "--project", ValueType::folder, "The product's source project, not the remembered one");
 }
 
+std::string named(const Option& option) { return ManagerCore::FilePath::fromText(option->value_or("")).string(); }
+
 std::string folder(const Option& option, const Product& product)
 {
-    const std::optional<std::string>& given = *option;
-    return given ? ManagerCore::FilePath::fromText(*given).string()
-                 : ManagerCore::ProjectDir::peekProjectDir(product.identity.name);
+    return *option ? named(option) : ManagerCore::ProjectDir::peekProjectDir(product.identity.name);
 }
 
 } // namespace CodeManagerCLI::Project

@@ -21,6 +21,9 @@ using Option = std::shared_ptr<std::optional<std::string>>;
 // Gives the command its --project, known when its action is called.
 Option add(CommandTree& tree, CLI::App& command);
 
+// The folder that was named, absolute; empty when none was.
+std::string named(const Option& option);
+
 // The folder that was named, absolute; else the one that is remembered or guessed. Empty when there is none. Writes
 // nothing.
 std::string folder(const Option& option, const Product& product);

@@ -57,7 +57,7 @@ const std::string common = "--identity --json --version -h --help";
 TEST_F(CompletionTest, BashOffersCommandsAndVerbs)
 {
     EXPECT_EQ(offered("zyn-code-manager ''"),
-              "status identity scan service model crucible install seed database size trash completion");
+              "status doctor identity scan service model crucible install seed database size trash completion");
     EXPECT_EQ(offered("zyn-code-manager s"), "status scan service seed size");
     EXPECT_EQ(offered("zyn-code-manager service ''"), "status start stop restart plist");
     EXPECT_EQ(offered("zyn-code-manager service st"), "status start stop");

@@ -64,6 +64,13 @@ TEST_F(OutputTest, PlainOutputHasNoColours)
     EXPECT_EQ(out.str(), "A  yes\n");
 }
 
+TEST_F(OutputTest, OfAMarkedLineTheMarkAloneHasAColour)
+{
+    coloured.markedLine("! warning", Tone::caution, " a\nb");
+    plain.markedLine("! warning", Tone::caution, " c");
+    EXPECT_EQ(out.str(), "\033[33m! warning\033[0m a\\nb\n! warning c\n");
+}
+
 TEST_F(OutputTest, AHeadingStandsOutOnATerminalAlone)
 {
     coloured.heading("A\nB");

@@ -1,5 +1,6 @@
 // What the sample home holds of the product, and the descriptor that tells of it.
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 #include <plist/plist.h>
 #include <sys/stat.h>
 
@@ -166,6 +167,26 @@ TEST_F(DemoProduct, theDatabasesAreOneInstalledAndOneNot)
     EXPECT_EQ(treeOf(expanded(Descriptor::text("source", orchid))), treeOf(expanded(Descriptor::text("dest", orchid))));
     EXPECT_TRUE(fs::is_regular_file(expanded(Descriptor::text("source", quill))));
     EXPECT_FALSE(fs::exists(expanded(Descriptor::text("dest", quill))));
+}
+
+TEST_F(DemoProduct, aCheckFindsWhatIsOddOnPurposeAndNoError)
+{
+    const Proc::Out out = runInside(builtProgram("zyn-code-manager"), {"doctor", "--json"});
+    EXPECT_EQ(out.code, 0) << out.stderr;
+    std::vector<std::string> warned;
+    const nlohmann::json findings = nlohmann::json::parse(out.stdout);
+    for (const auto& finding : findings) {
+        if (finding["state"] != "ok") {
+            warned.push_back(finding["check"].get<std::string>() + ": " + finding["message"].get<std::string>());
+        }
+    }
+    EXPECT_EQ(findings.size(), 17U) << out.stdout;
+    EXPECT_THAT(warned,
+                ElementsAre(StartsWith("executables: On the PATH “zyn” is “" + (sample() / "bin/zyn").string()
+                                       + "” and not the installed “" + (sample() / ".zyn/bin/zyn").string() + "”"),
+                            StartsWith("executables: The PATH holds 2 other programs called “zyn” farther back"),
+                            HasSubstr("holds 2 links that lead nowhere"),
+                            StartsWith("databases: The database “Quill”")));
 }
 
 TEST_F(DemoProduct, theExecutableTellsItsVersionInTwoLines)
