@@ -20,6 +20,21 @@ Card {
         return rest ? Theme.color.rest : Theme.color.shares[index % Theme.color.shares.length];
     }
 
+    // As few lines as the width allows, with as many in one as in the next.
+    function columnsWithin(width: real): int {
+        let columns = Math.max(1, entries.count);
+        for (let lines = 2; columns > 1 && root.widthOf(columns) > width; lines++)
+            columns = Math.ceil(entries.count / lines);
+        return columns;
+    }
+
+    function widthOf(columns: int): real {
+        const widest = new Array(columns).fill(0);
+        for (let index = 0; index < entries.count; index++)
+            widest[index % columns] = Math.max(widest[index % columns], entries.itemAt(index)?.implicitWidth ?? 0);
+        return widest.reduce((sum, each) => sum + each, legends.columnSpacing * (columns - 1));
+    }
+
     RowLayout {
         Layout.fillWidth: true
 
@@ -64,11 +79,17 @@ Card {
         }
     }
 
-    Flow {
-        spacing: Theme.spacing.large
+    Grid {
+        id: legends
+
+        columns: root.columnsWithin(legends.width)
+        columnSpacing: Theme.spacing.large
+        rowSpacing: Theme.spacing.tiny
         Layout.fillWidth: true
 
         Repeater {
+            id: entries
+
             model: root.shares
 
             Row {

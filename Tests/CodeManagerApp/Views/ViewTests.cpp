@@ -1,3 +1,5 @@
+#include <map>
+
 #include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
@@ -131,6 +133,33 @@ TEST_F(WindowTest, theOverviewShowsTheSnapshot)
     EXPECT_EQ(find(QStringLiteral("Status: Installed"))->text(QAccessible::Description), QStringLiteral("healthy"));
     EXPECT_EQ(find(QStringLiteral("Model: absent"))->text(QAccessible::Description), QStringLiteral("unhealthy"));
     EXPECT_EQ(find(fromUtf8("Provider: —"))->text(QAccessible::Description), QString());
+}
+
+TEST_F(WindowTest, theLegendOfThePictureStandsInEvenLines)
+{
+    show(zyn);
+    std::vector<ManagerCore::FoundItem> items;
+    QStringList legends;
+    for (std::size_t index = 0; index < 6; index++) {
+        const ArtifactCategory category = ManagerCore::allArtifactCategories.at(index);
+        items.push_back({.url = "/" + std::to_string(index), .category = category, .sizeBytes = 6000000});
+        legends.append(fromUtf8(ManagerCore::title(category)) + QStringLiteral(": 6 MB"));
+    }
+    model().setItems(items);
+    for (const int width : {760, 980, 2000}) {
+        window().resize(width, 640);
+        settle();
+        std::map<int, int> lines;
+        for (const QString& legend : legends) {
+            QAccessibleInterface* const item = find(legend);
+            ASSERT_NE(item, nullptr) << toUtf8(legend);
+            EXPECT_LE(item->rect().right(), window().mapToGlobal(QPoint()).x() + width) << width;
+            lines[item->rect().top()]++;
+        }
+        for (const auto& [top, count] : lines) {
+            EXPECT_EQ(count * static_cast<int>(lines.size()), 6) << "no line is left over, at " << width;
+        }
+    }
 }
 
 TEST_F(WindowTest, thePictureOfSpaceComesWithTheItems)
