@@ -20,6 +20,27 @@ PaneBase {
         interactive: contentHeight > height
         T.ScrollBar.vertical: ThinScrollBar {}
 
+        // What the keyboard has come to is seen. Text takes the focus under the pointer, and stays where it is.
+        function follow(item: Item): void {
+            let holder = item;
+            while (holder && holder !== column)
+                holder = holder.parent;
+            if (!holder || item instanceof TextEdit)
+                return;
+            const top = item.mapToItem(scroll.contentItem, 0, 0).y - Theme.spacing.medium;
+            const bottom = top + item.height + 2 * Theme.spacing.medium;
+            const wanted = Math.min(top, Math.max(scroll.contentY, bottom - scroll.height));
+            scroll.contentY = Math.max(0, Math.min(wanted, scroll.contentHeight - scroll.height));
+        }
+
+        Connections {
+            target: root.Window.window
+
+            function onActiveFocusItemChanged() {
+                scroll.follow(root.Window.window?.activeFocusItem ?? null);
+            }
+        }
+
         ColumnLayout {
             id: column
 
