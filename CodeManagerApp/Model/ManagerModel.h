@@ -28,6 +28,7 @@
 #include "CodeManagerApp/Model/ServicePane.h"
 #include "CodeManagerApp/Model/ViewRecords.h"
 #include "ManagerCore/Crucible/CrucibleTopology.h"
+#include "ManagerCore/Doctor/Doctor.h"
 #include "ManagerCore/Foundation/Identity.h"
 #include "ManagerCore/Foundation/ManagerActions.h"
 #include "ManagerCore/Health/Status.h"
@@ -61,6 +62,9 @@ class ManagerModel : public QObject
     Q_PROPERTY(QList<CodeManagerApp::StatRowValue> overviewRows READ overviewRows NOTIFY statusChanged)
     Q_PROPERTY(QList<CodeManagerApp::SpaceShare> spaceShares READ spaceShares NOTIFY itemsChanged)
     Q_PROPERTY(QString spaceTotal READ spaceTotal NOTIFY itemsChanged)
+    Q_PROPERTY(bool checking READ checking NOTIFY checkingChanged)
+    Q_PROPERTY(QList<CodeManagerApp::FindingValue> findingRows READ findingRows NOTIFY findingsChanged)
+    Q_PROPERTY(QString findingsSummary READ findingsSummary NOTIFY findingsChanged)
     Q_PROPERTY(QString serviceState READ serviceState NOTIFY statusChanged)
     Q_PROPERTY(QVariant serviceRuns READ serviceRuns NOTIFY statusChanged)
     Q_PROPERTY(QList<CodeManagerApp::ActionState> serviceActions READ serviceActions NOTIFY serviceActionsChanged)
@@ -140,8 +144,16 @@ public:
     [[nodiscard]] bool installDesktopChecked() const;
     void setInstallDesktopChecked(bool checked);
 
+    // Of the last check; none before the first and when it was closed.
+    [[nodiscard]] const std::vector<ManagerCore::Doctor::Finding>& findings() const;
+    void setFindings(std::vector<ManagerCore::Doctor::Finding> findings);
+    [[nodiscard]] bool checking() const;
+
     // Takes a new snapshot of the product's health.
     QCoro::Task<> refresh();
+    // Checks what the product needs. Nothing happens while that is under way.
+    QCoro::Task<> check();
+    void closeCheck();
     // Starts, stops or restarts the backend, then refreshes. Nothing happens for a product without a launch agent.
     QCoro::Task<> perform(ServiceOp op);
     // Opens the backend's log in its default application.
@@ -214,11 +226,15 @@ public:
     [[nodiscard]] QList<StatRowValue> overviewRows() const;
     [[nodiscard]] QList<SpaceShare> spaceShares() const;
     [[nodiscard]] QString spaceTotal() const;
+    [[nodiscard]] QList<FindingValue> findingRows() const;
+    [[nodiscard]] QString findingsSummary() const;
     [[nodiscard]] QString serviceState() const;
     [[nodiscard]] QVariant serviceRuns() const; // invalid before the first snapshot
     [[nodiscard]] QList<ActionState> serviceActions() const;
     [[nodiscard]] ActionState openLogAction() const;
     Q_INVOKABLE void requestRefresh() { refresh(); }
+    Q_INVOKABLE void requestCheck() { check(); }
+    Q_INVOKABLE void requestCloseCheck() { closeCheck(); }
     Q_INVOKABLE void requestService(int index);
     Q_INVOKABLE void requestOpenLog() { openLog(); }
     Q_INVOKABLE [[nodiscard]] QList<CodeManagerApp::GuideTopic> guideTopics() const;
@@ -302,6 +318,8 @@ Q_SIGNALS:
     void totalsChanged();
     void modelRowsChanged();
     void bundledChanged();
+    void checkingChanged();
+    void findingsChanged();
     void databaseRowsChanged();
 
 private:
@@ -354,6 +372,8 @@ private:
 
     int refreshes_ = 0;
     bool scanned_ = false;
+    bool checking_ = false;
+    std::vector<ManagerCore::Doctor::Finding> findings_;
     CruciblePane::DriveSpaces drives_; // of the sites of `crucible_`
     int dangling_ = -1; // links that dangled when they were looked at last; negative before
     std::set<std::string> bundled_; // slugs of the catalog

@@ -72,6 +72,25 @@ public:
     bool operator==(const SpaceShare&) const = default;
 };
 
+// What a check has found about one thing.
+struct FindingValue {
+    Q_GADGET
+    QML_VALUE_TYPE(findingValue)
+    Q_PROPERTY(QString check MEMBER check CONSTANT)
+    Q_PROPERTY(QString state MEMBER state CONSTANT)
+    Q_PROPERTY(QString word MEMBER word CONSTANT)
+    Q_PROPERTY(QString symbol MEMBER symbol CONSTANT)
+    Q_PROPERTY(QString message MEMBER message CONSTANT)
+public:
+    QString check;
+    QString state; // "ok", "warning" or "error"
+    QString word; // the state for people
+    QString symbol;
+    QString message;
+
+    bool operator==(const FindingValue&) const = default;
+};
+
 // A declared copy of the weights.
 struct CrucibleSiteValue {
     Q_GADGET

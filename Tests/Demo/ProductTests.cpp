@@ -180,7 +180,7 @@ TEST_F(DemoProduct, aCheckFindsWhatIsOddOnPurposeAndNoError)
             warned.push_back(finding["check"].get<std::string>() + ": " + finding["message"].get<std::string>());
         }
     }
-    EXPECT_EQ(findings.size(), 17U) << out.stdout;
+    EXPECT_EQ(findings.size(), 20U) << out.stdout;
     EXPECT_THAT(warned,
                 ElementsAre(StartsWith("executables: On the PATH “zyn” is “" + (sample() / "bin/zyn").string()
                                        + "” and not the installed “" + (sample() / ".zyn/bin/zyn").string() + "”"),

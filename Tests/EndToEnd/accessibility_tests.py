@@ -57,6 +57,13 @@ class Everything(WindowTest):
             self.rest(window)
             self.expect_good(window, 12, name)
 
+    def test_what_a_check_has_found(self):
+        window = self.open_at_rest()
+        window.button("Check").press()
+        window.button("Close the check")
+        self.rest(window)
+        self.expect_good(window, len(PANES) + 3, "checked")
+
     def test_the_question_before_closing(self):
         self.make_service_stubborn()
         window = self.open_at_rest(CM_PANE="services")

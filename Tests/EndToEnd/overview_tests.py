@@ -1,5 +1,7 @@
 """The Overview pane: what assistive tools read is what the command line tells of the same home."""
 
+import json
+
 from support.case import WindowTest
 from support.waiting import until
 from support.window import Role
@@ -69,6 +71,57 @@ class Overview(WindowTest):
         self.expect_rows(window, {"Status": "Not installed", "Version": "— (—)", "Backend": "stopped",
                                   "Model": "absent", "Provider": UNKNOWN})
         self.assertEqual(self.judgements(window)["Status"], "unhealthy")
+
+    def found(self, window):
+        """The rows of a check: name and message."""
+        words = (", OK", ", Warning", ", Error")
+        return [(node.name, node.description) for node in window.all() if node.name.endswith(words)]
+
+    def told(self):
+        """What the command line finds, as the window shows it."""
+        told = json.loads(self.sample.tool("doctor", "--json").stdout)
+        order, words = ["error", "warning", "ok"], {"ok": "OK", "warning": "Warning", "error": "Error"}
+        told.sort(key=lambda finding: order.index(finding["state"]))
+        return [(f"{finding['check'].capitalize()}, {words[finding['state']]}", finding["message"]) for finding in told]
+
+    def test_a_check_finds_what_the_command_line_finds(self):
+        window = self.open_at_rest()
+        rows = window.rows()
+        self.assertEqual(self.found(window), [])
+        window.button("Check").press()
+        until(lambda: self.found(window) == self.told(), lambda: f"{self.told()} is shown, not {self.found(window)}")
+        self.assertIn("Databases, Warning", [name for name, _ in self.found(window)])
+        heads = [node.name for node in window.all(Role.HEADING)]
+        self.assertIn("Check", heads)
+        self.assertEqual(window.rows(), rows, "the rest of the pane stays as it is")
+
+        agent = self.sample.agent_file.read_bytes()
+        self.addCleanup(self.sample.agent_file.write_bytes, agent)
+        self.sample.agent_file.write_bytes(b"no property list")
+        window.click(window.button("Check"))
+        until(lambda: self.found(window)[0][0] == "Agent file, Error", lambda: f"it looks again: {self.found(window)}")
+        self.assertEqual(self.found(window), self.told())
+
+    def test_a_check_is_made_and_closed_by_the_keyboard(self):
+        window = self.open_at_rest()
+        self.press_by_keyboard(window, "Check")
+        until(lambda: self.found(window), "the findings are shown")
+        self.press_by_keyboard(window, "Close the check")
+        until(lambda: not self.found(window), "the findings are gone")
+        until(lambda: window.focused().name == "Check", lambda: f"the keyboard is at {window.focused()}")
+
+    def press_by_keyboard(self, window, name):
+        def place():
+            node = window.focused()
+            return node and (node.name, node.description, node.place)
+
+        for _ in range(50):
+            before = place()
+            if before[0] == name:
+                break
+            window.keys("Tab")
+            until(lambda: place() not in (None, before), "Tab leads on")
+        window.keys("Return")
 
     def test_a_row_can_be_copied(self):
         window = self.open_at_rest()

@@ -143,7 +143,7 @@ class Keyboard(PaneTest):
         window = self.open_at_rest()
         names = self.stops(window)
         labels = [name.partition(":")[0] for name in names]
-        self.assertEqual(labels, ["Refresh", "Status", "Version", "Backend", "Model", "Provider", "Overview"])
+        self.assertEqual(labels, ["Check", "Refresh", "Status", "Version", "Backend", "Model", "Provider", "Overview"])
 
     def test_backwards_as_well(self):
         window = self.open_at_rest()

@@ -92,6 +92,7 @@ TEST_F(ManagerModelTest, everyFieldTellsWhenItChanges)
     expectOneChange(model, &ManagerModel::projectDirChanged, [&] { model.setProjectDir("/p"); });
     expectOneChange(model, &ManagerModel::catalogChanged, [&] { model.setCatalog({{.slug = "a"}}); });
     expectOneChange(model, &ManagerModel::checkedModelSlugsChanged, [&] { model.setCheckedModelSlugs({"a"}); });
+    expectOneChange(model, &ManagerModel::findingsChanged, [&] { model.setFindings({{.check = "a"}}); });
     expectOneChange(model, &ManagerModel::installDesktopCheckedChanged, [&] { model.setInstallDesktopChecked(false); });
 }
 

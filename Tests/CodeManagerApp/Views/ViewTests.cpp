@@ -173,6 +173,70 @@ TEST_F(WindowTest, thePictureOfSpaceComesWithTheItems)
     EXPECT_TRUE(shows(QStringLiteral("Logs: 2 KB")));
 }
 
+TEST_F(WindowTest, aCheckIsShownUntilItIsClosed)
+{
+    show(zyn);
+    EXPECT_FALSE(shows(QStringLiteral("Close the check")));
+    press(QStringLiteral("Check"));
+    ASSERT_TRUE(until(model(), &ManagerModel::findingsChanged, [this] { return !model().findings().empty(); }));
+    ASSERT_TRUE(until(model(), &ManagerModel::checkingChanged, [this] { return !model().checking(); }));
+    model().setFindings({{.check = "descriptor", .state = ManagerCore::Doctor::State::ok, .message = "It is whole."},
+                         {.check = "agent file", .state = ManagerCore::Doctor::State::error, .message = "Mend it."}});
+    settle();
+    EXPECT_TRUE(find(QStringLiteral("Check"), QAccessible::Heading));
+    EXPECT_TRUE(shows(QStringLiteral("Check, 1 error, 1 ok")));
+    QAccessibleInterface* const error = find(QStringLiteral("Agent file, Error"), QAccessible::StaticText);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->text(QAccessible::Description), QStringLiteral("Mend it."));
+    EXPECT_TRUE(error->state().focusable);
+    QAccessibleInterface* const fine = find(QStringLiteral("Descriptor, OK"), QAccessible::StaticText);
+    ASSERT_NE(fine, nullptr);
+    EXPECT_LT(error->rect().top(), fine->rect().top()) << "what is wrong comes first";
+
+    click(QStringLiteral("Close the check"));
+    EXPECT_FALSE(shows(QStringLiteral("Agent file, Error")));
+    EXPECT_TRUE(find(QStringLiteral("Check"), QAccessible::Button)->state().focused) << "where it came from";
+    EXPECT_TRUE(model().findings().empty());
+}
+
+TEST_F(WindowTest, aFindingIsCopiedWhileItHasTheFocus)
+{
+    show(zyn);
+    model().setFindings({{.check = "links", .state = ManagerCore::Doctor::State::warning, .message = "It dangles."}});
+    settle();
+    // Backwards from the sidebar, which is the first.
+    QTest::keyClick(&window(), Qt::Key_Backtab, Qt::ShiftModifier);
+    EXPECT_TRUE(find(QStringLiteral("Links, Warning"))->state().focused);
+    QTest::keyClick(&window(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("It dangles."));
+}
+
+TEST_F(WindowTest, aPaneThatIsLongerThanTheWindowFollowsTheKeyboard)
+{
+    show(zyn);
+    window().resize(760, 520);
+    model().setFindings(std::vector<ManagerCore::Doctor::Finding>(
+        30, {.check = "links", .state = ManagerCore::Doctor::State::warning, .message = "It dangles."}));
+    settle();
+    const QRect inside(window().mapToGlobal(QPoint()), window().size());
+    QTest::keyClick(&window(), Qt::Key_Backtab, Qt::ShiftModifier);
+    settle();
+    const auto focused = [this] {
+        for (QAccessibleInterface* const item : accessible()) {
+            if (item->state().focused) {
+                return item->rect();
+            }
+        }
+        return QRect();
+    };
+    EXPECT_TRUE(inside.contains(focused())) << "the last row";
+    for (int step = 0; step < 40; step++) {
+        QTest::keyClick(&window(), Qt::Key_Backtab, Qt::ShiftModifier);
+        settle();
+        ASSERT_TRUE(inside.contains(focused())) << "step " << step;
+    }
+}
+
 TEST_F(WindowTest, refreshIsAButtonAndAKey)
 {
     TestSupport::makeExecutable(home() / "slow", "#!/bin/sh\nsleep 0.3\n");
@@ -252,8 +316,8 @@ TEST_F(WindowTest, aRowIsCopiedWhileItHasTheFocus)
     show(zyn);
     model().setStatus(Status {.version = "0.4.2", .commit = "3f9c2ab4"});
     settle();
-    // From the sidebar over the head's button to the second row.
-    for (int step = 0; step < 3; step++) {
+    // From the sidebar over the head's buttons to the second row.
+    for (int step = 0; step < 4; step++) {
         QTest::keyClick(&window(), Qt::Key_Tab);
     }
     EXPECT_TRUE(find(QStringLiteral("Version: 0.4.2 (3f9c2ab4)"))->state().focused);
