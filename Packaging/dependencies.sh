@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Installs what the project needs. Sourced, then called as `need GROUP...`: silent when everything is there, otherwise
-# one line that says what is installed and why. Groups: build, test, bench, lint, cross.
+# one line that says what is installed and why. Groups: build, test, bench, lint, cross, pack, ship.
 
 # One line for each thing: its group; the command by which it is known to be there, or "-" for a library, known by its
 # package; its Debian package; its Homebrew formula. "-" where a system needs none.
@@ -63,6 +63,11 @@ lint   git              git                                  -
 lint   -                qt6-declarative-dev-tools            -
 cross  npm              npm                                  node
 cross  nm               binutils                             -
+pack   dpkg-shlibdeps   dpkg-dev                             -
+pack   file             file                                 -
+ship   desktop-file-validate desktop-file-utils           -
+ship   appstreamcli     appstream                            -
+ship   man              man-db                               -
 TABLE
 }
 
@@ -75,6 +80,8 @@ dependency_purpose()
     bench) echo "the benchmarks need" ;;
     lint) echo "the lints need" ;;
     cross) echo "the check for macOS needs" ;;
+    pack) echo "the package needs" ;;
+    ship) echo "the check of the package needs" ;;
     *) fail "\"$1\" is no group of dependencies." ;;
     esac
 }
