@@ -13,8 +13,9 @@ namespace ManagerCore::PropertyList
 namespace
 {
 
-// libplist recurses into what it reads and into what it frees, and reads a part of a binary list once for each place
-// that refers to it: what would exhaust the stack, or go on for ever, is refused beforehand.
+// libplist recurses into what it reads and into what it frees, reads a part of a binary list once for each place that
+// refers to it, and ends the program over a text with a zero byte: what would exhaust the stack, go on for ever or end
+// the program is refused beforehand.
 constexpr std::size_t sizeLimit = std::size_t {16} << 20U;
 constexpr std::size_t depthLimit = 128;
 constexpr std::size_t nodeLimit = std::size_t {1} << 20U;
@@ -36,8 +37,9 @@ bool isNestedTooDeep(std::string_view xml)
     return false;
 }
 
-// How the parts of a binary list refer to each other; nothing else of it is looked at. A table of offsets, told of in
-// the last 32 bytes, leads to the parts; those that hold others hold their numbers in that table.
+// How the parts of a binary list refer to each other, and whether its texts are such; nothing else of it is looked at.
+// A table of offsets, told of in the last 32 bytes, leads to the parts; those that hold others hold their numbers in
+// that table.
 class References
 {
 public:
@@ -46,8 +48,8 @@ public:
     {
     }
 
-    // How many parts reading it would give; absent when there are too many, they nest too deep or in a circle, or they
-    // lie outside the list.
+    // How many parts reading it would give; absent when there are too many, they nest too deep or in a circle, they lie
+    // outside the list, or a text holds a zero.
     std::optional<std::size_t> count()
     {
         constexpr std::size_t trailer = 32;
@@ -69,9 +71,10 @@ public:
 private:
     static constexpr std::size_t entered = SIZE_MAX; // its count is being taken
 
-    struct Holder {
-        std::size_t first = 0; // where its references begin
-        std::size_t count = 0;
+    struct Part {
+        std::size_t kind = 0;
+        std::size_t first = 0; // where its contents begin
+        std::size_t count = 0; // of bytes, units or references
     };
 
     std::optional<std::size_t> countBelow(std::size_t part, std::size_t depth)
@@ -82,14 +85,15 @@ private:
         if (counts_[part] != 0) {
             return counts_[part];
         }
-        const auto holder = holderAt(part);
-        if (!holder) {
+        const auto found = partAt(part);
+        if (!found || holdsZero(*found)) {
             return std::nullopt;
         }
+        const std::size_t references = referencesOf(*found);
         counts_[part] = entered;
         std::size_t total = 1;
-        for (std::size_t index = 0; index < holder->count; index++) {
-            const auto reference = number(holder->first + index * referenceSize_, referenceSize_);
+        for (std::size_t index = 0; index < references; index++) {
+            const auto reference = number(found->first + index * referenceSize_, referenceSize_);
             const auto below = reference ? countBelow(*reference, depth + 1) : std::nullopt;
             total += below.value_or(nodeLimit);
             if (total > nodeLimit) {
@@ -100,30 +104,46 @@ private:
         return total;
     }
 
-    // What the part refers to: nothing but for arrays, sets and dictionaries, whose keys are parts as well.
-    [[nodiscard]] std::optional<Holder> holderAt(std::size_t part) const
+    [[nodiscard]] std::optional<Part> partAt(std::size_t part) const
     {
         const auto offset = number(table_ + part * offsetSize_, offsetSize_);
         const auto marker = offset ? number(*offset, 1) : std::nullopt;
         if (!marker) {
             return std::nullopt;
         }
-        const std::size_t kind = *marker >> 4U;
-        if (kind != 0xA && kind != 0xC && kind != 0xD) {
-            return Holder {};
-        }
-        Holder holder {.first = *offset + 1, .count = *marker & 0xFU};
-        if (holder.count == 0xF) {
+        Part found {.kind = *marker >> 4U, .first = *offset + 1, .count = *marker & 0xFU};
+        if (found.count == 0xF && (isText(found) || referencesOf(found) > 0)) {
             // A longer count is a number of its own: a byte that tells its length, then its bytes.
-            const std::size_t length = std::size_t {1} << (number(holder.first, 1).value_or(0) & 0x3U);
-            const auto count = number(holder.first + 1, length);
+            const std::size_t length = std::size_t {1} << (number(found.first, 1).value_or(0) & 0x3U);
+            const auto count = number(found.first + 1, length);
             if (!count || *count > bytes_.size()) {
                 return std::nullopt;
             }
-            holder = {.first = holder.first + 1 + length, .count = *count};
+            found.first += 1 + length;
+            found.count = *count;
         }
-        holder.count *= kind == 0xD ? 2 : 1;
-        return holder;
+        return found;
+    }
+
+    // None but for arrays, sets and dictionaries, whose keys are parts as well.
+    static std::size_t referencesOf(const Part& part)
+    {
+        const bool holds = part.kind == 0xA || part.kind == 0xC || part.kind == 0xD;
+        return holds ? part.count * (part.kind == 0xD ? 2 : 1) : 0;
+    }
+
+    static bool isText(const Part& part) { return part.kind >= 0x5 && part.kind <= 0x7; }
+
+    // Of a text's units, which are of two bytes in the kind 6.
+    [[nodiscard]] bool holdsZero(const Part& part) const
+    {
+        const std::size_t unit = part.kind == 0x6 ? 2 : 1;
+        for (std::size_t index = 0; isText(part) && index < part.count; index++) {
+            if (number(part.first + index * unit, unit).value_or(0) == 0) {
+                return true;
+            }
+        }
+        return false;
     }
 
     // The number of `size` bytes, the highest first; absent when it lies outside.
@@ -175,7 +195,7 @@ Tree parse(std::string_view bytes)
         if (References(bytes).count()) {
             plist_from_bin(bytes.data(), size, &root);
         }
-    } else if (!isNestedTooDeep(bytes)) {
+    } else if (bytes.find('\0') == std::string_view::npos && !isNestedTooDeep(bytes)) {
         plist_from_xml(bytes.data(), size, &root);
     }
     return Tree(root);

@@ -98,6 +98,21 @@ TEST(PropertyLists, whatNestsTooDeepIsRefused)
     EXPECT_FALSE(PropertyList::parse(xml));
 }
 
+TEST(PropertyLists, textsWithAZeroAreRefused)
+{
+    using namespace std::string_literals;
+    EXPECT_FALSE(PropertyList::parse(assembled({"\x53x\0y"s})));
+    EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x01"s, "\x5F\x10\x10"s + std::string(15, 'x') + "\0"s})))
+        << "a long one";
+    EXPECT_FALSE(PropertyList::parse(assembled({"\x62\0x\0\0"s}))) << "in units of two bytes";
+    EXPECT_FALSE(PropertyList::parse(assembled({"\xD1\x01\x02"s, "\x52k\0"s, "\x51v"s}))) << "as a key";
+    EXPECT_FALSE(PropertyList::parse(assembled({"\x53x"s}))) << "and those that are longer than the list";
+    EXPECT_TRUE(PropertyList::parse(assembled({"\xA2\x01\x02"s, "\x62\0x\x6F\x22"s, "\x50"s})));
+    EXPECT_FALSE(PropertyList::parse("<plist><string>x\0y</string></plist>"s));
+    EXPECT_FALSE(PropertyList::parse("<plist><dict><key>x\0</key><string>y</string></dict></plist>"s));
+    EXPECT_TRUE(PropertyList::parse(assembled({"\x44x\0\0\0"s}))) << "data may hold any";
+}
+
 TEST(PropertyLists, damagedOnesAreRefusedOrReadButNeverMore)
 {
     std::mt19937 random(11); // NOLINT(bugprone-random-generator-seed): the same damage each time
