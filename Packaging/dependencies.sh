@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Installs what the project needs. Sourced, then called as `need GROUP...`: silent when everything is there, otherwise
-# one line that says what is installed and why. Groups: build, test, bench, lint, cross, pack, ship.
+# one line that says what is installed and why. Groups: build, test, fuzz, bench, lint, cross, pack, ship.
 
 # One line for each thing: its group; the command by which it is known to be there, or "-" for a library, known by its
 # package; its Debian package; its Homebrew formula. "-" where a system needs none.
@@ -50,6 +50,8 @@ test   xclip            xclip                                -
 test   -                at-spi2-core                         -
 test   -                gir1.2-atspi-2.0                     -
 test   -                python3-gi                           -
+fuzz   clang++-19       clang-19                             -
+fuzz   -                libclang-rt-19-dev                   -
 bench  -                libbenchmark-dev                     google-benchmark
 bench  python3          python3                              -
 bench  rg               ripgrep                              ripgrep
@@ -77,6 +79,7 @@ dependency_purpose()
     case $1 in
     build) echo "the build needs" ;;
     test) echo "the tests need" ;;
+    fuzz) echo "the fuzzers need" ;;
     bench) echo "the benchmarks need" ;;
     lint) echo "the lints need" ;;
     cross) echo "the check for macOS needs" ;;
