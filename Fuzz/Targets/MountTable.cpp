@@ -49,6 +49,9 @@ void checkMount(const MountTable::Mount& mount, const std::vector<MountTable::Mo
         require(again.front().mountPoint == mount.mountPoint && again.front().source == mount.source,
                 "A mount that is written anew is the same.");
     }
+    if (!mount.mountPoint.is_absolute()) {
+        return;
+    }
     const std::string inside = mount.mountPoint.native() + "/inside";
     const auto holder = MountTable::holding(all, inside);
     require(holder.has_value(), "What lies in a mount is held by one.");

@@ -54,7 +54,7 @@ void checkModelOfAgent(std::string_view input)
 void runPropertyList(std::string_view input)
 {
     if (const PropertyList::Tree tree = PropertyList::parse(input)) {
-        require(partsOf(tree.get(), 0) <= (std::size_t {1} << 20U), "Property lists with too many parts are refused.");
+        require(partsOf(tree.get(), 0) <= (std::size_t {1} << 16U), "Property lists with too many parts are refused.");
     }
     checkModelOfAgent(input);
 }

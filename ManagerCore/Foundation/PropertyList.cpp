@@ -18,7 +18,7 @@ namespace
 // the program is refused beforehand.
 constexpr std::size_t sizeLimit = std::size_t {16} << 20U;
 constexpr std::size_t depthLimit = 128;
-constexpr std::size_t nodeLimit = std::size_t {1} << 20U;
+constexpr std::size_t nodeLimit = std::size_t {1} << 16U;
 
 bool isNestedTooDeep(std::string_view xml)
 {

@@ -72,12 +72,17 @@ TEST(PropertyLists, aPartThatIsSharedIsReadAtEachPlace)
 
 TEST(PropertyLists, whatWouldNeverEndIsRefusedAtOnce)
 {
-    std::vector<std::string> doubling;
-    for (char level = 1; level < 60; level++) {
-        doubling.push_back(std::string("\xA2") + level + level);
-    }
-    doubling.emplace_back("\x51x");
-    EXPECT_FALSE(PropertyList::parse(assembled(doubling)));
+    const auto doubling = [](char levels) {
+        std::vector<std::string> parts;
+        for (char level = 1; level < levels; level++) {
+            parts.push_back(std::string("\xA2") + level + level);
+        }
+        parts.emplace_back("\x51x");
+        return assembled(parts);
+    };
+    EXPECT_FALSE(PropertyList::parse(doubling(60)));
+    EXPECT_FALSE(PropertyList::parse(doubling(17))) << "a hundred thousand parts";
+    EXPECT_TRUE(PropertyList::parse(doubling(15)));
     EXPECT_FALSE(PropertyList::parse(assembled({std::string("\xA1\x00", 2)}))) << "holds itself";
     EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x01", std::string("\xA1\x00", 2)})));
     EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x07"}))) << "refers to nothing";
