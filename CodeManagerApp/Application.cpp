@@ -16,6 +16,7 @@
 #include "CodeManagerApp/Window/ManagerWindow.h"
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Foundation/ProductDescriptor.h"
+#include "ManagerCore/Platform/Home.h"
 
 namespace CodeManagerApp
 {
@@ -112,6 +113,7 @@ int run(int argc, char** argv)
         std::fprintf(stderr, "%s\n", trouble->c_str());
         return exitNoDisplay;
     }
+    Platform::settleHome();
     Proc::giveUpTerminalInput();
     chooseRenderer();
     QGuiApplication application(argc, argv);

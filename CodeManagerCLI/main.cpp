@@ -10,6 +10,7 @@
 #include "CodeManagerCLI/Signals.h"
 #include "CodeManagerCLI/StandardStreams.h"
 #include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/Home.h"
 
 using namespace CodeManagerCLI;
 
@@ -45,6 +46,7 @@ int runProgram(const std::vector<std::string>& arguments)
 int main(int argc, char* argv[])
 {
     try {
+        ManagerCore::Platform::settleHome();
         Signals::watch();
         StandardStreams::prepare();
         const int status

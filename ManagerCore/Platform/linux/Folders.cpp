@@ -1,3 +1,4 @@
+#include "ManagerCore/Platform/Home.h"
 #include "ManagerCore/Platform/Platform.h"
 
 #include <array>
@@ -57,6 +58,14 @@ path homeFolder()
 {
     static const path home = lookUpHome();
     return home;
+}
+
+// An empty HOME is none here, but to GLib the place that it makes the Trash in.
+void settleHome()
+{
+    if (!fromEnvironment("HOME")) {
+        ::unsetenv("HOME");
+    }
 }
 
 std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }

@@ -1,3 +1,4 @@
+#include "ManagerCore/Platform/Home.h"
 #include "ManagerCore/Platform/Platform.h"
 
 #include <array>
@@ -49,6 +50,8 @@ path homeFolder()
     static const path home = lookUpHome();
     return home;
 }
+
+void settleHome() { }
 
 std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }
 
