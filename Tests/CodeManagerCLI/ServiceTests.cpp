@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <set>
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -79,6 +80,22 @@ TEST_F(ServiceTest, StartsRestartsAndStopsARealAgent)
     EXPECT_FALSE(isRunning(second));
     EXPECT_EQ(service("status").code, 3);
     EXPECT_EQ(service("stop").stderr, "Stop failed (3)\nBoot-out failed: 3: No such process\n");
+}
+
+TEST_F(ServiceTest, StartedTwiceAtOnceItRunsOnce)
+{
+    const Running::Setting setting {.environment = environment(), .folder = home()};
+    for (int round = 0; round < 5; ++round) {
+        Running first({program(), "service", "start"}, setting);
+        Running second({program(), "service", "start"}, setting);
+        const std::multiset<std::string> endings {first.ending(), second.ending()};
+        const std::string said = first.output() + second.output();
+        EXPECT_EQ(endings, (std::multiset<std::string> {"exit 0", "exit 1"})) << said;
+        EXPECT_NE(said.find("Start: ok\n"), std::string::npos) << said;
+        EXPECT_NE(said.find("Start failed (5)\n"), std::string::npos) << said;
+        EXPECT_EQ(service("status").code, 0);
+        EXPECT_EQ(service("stop").stdout, "Stop: ok\n");
+    }
 }
 
 } // namespace

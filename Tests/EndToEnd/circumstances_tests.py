@@ -1,11 +1,15 @@
-"""The program where something is missing or in the way: no display, no descriptor, a home it cannot write to."""
+"""The program where something is missing, in the way or there twice: displays, descriptors, homes, search paths."""
 
 import os
+import pwd
 import subprocess
 import unittest
 
+from components_tests import Moving
 from support import places
 from support.case import WindowTest
+from support.files import Trash
+from support.sample import Sample
 from support.waiting import until
 from support.window import PANES, Role
 
@@ -81,6 +85,143 @@ class UnwritableHome(WindowTest):
         until(lambda: window.console() and window.console() != "", "the console says what came of it")
         window.ask_to_close()
         self.assertEqual(window.wait(), 0, window.errors)
+
+
+class Surroundings(WindowTest):
+    """Those that do not matter: the window is there and ends as always."""
+
+    def expect_ordinary_window(self, status="Installed", **options):
+        window = self.open(**options)
+        self.rest(window)
+        self.assertEqual(window.title, "Zyn Manager")
+        until(lambda: window.rows().get("Status") == status, lambda: f"{window.rows()}")
+        for title in PANES:
+            window.open_pane(title)
+            self.rest(window)
+        window.ask_to_close()
+        self.assertEqual(window.wait(), 0, window.errors)
+        return window
+
+    def without(self, name):
+        return {each: value for each, value in self.sample.environment.items() if each != name}
+
+    def test_temporary_folders(self):
+        self.expect_ordinary_window(environment=self.without("TMPDIR"))
+        self.expect_ordinary_window(TMPDIR=self.sample.scratch / "nowhere")
+
+    def test_search_paths(self):
+        self.expect_ordinary_window(environment=self.without("PATH"))
+        longest = (128 << 10) - len("PATH=") - 1
+        self.expect_ordinary_window(PATH="".join(f"/{number}:" for number in range(40000))[:longest])
+        self.expect_ordinary_window(PATH="::.:../..:bin:/dev/null:~")
+
+    def test_locales(self):
+        self.expect_ordinary_window(LC_ALL="C")
+        place = self.sample.scratch / "locales"
+        place.mkdir()
+        made = subprocess.run(["localedef", "-c", "-i", "de_DE", "-f", "ISO-8859-1", place / "de_DE.ISO-8859-1"],
+                              capture_output=True)
+        name = "de_DE.ISO-8859-1" if made.returncode == 0 else "xx_XX.KOI8-R"
+        self.expect_ordinary_window(LC_ALL=name, LOCPATH=place)
+
+    def test_homes(self):
+        link = self.sample.scratch / "home of a link"
+        link.symlink_to(self.sample.home)
+        self.expect_ordinary_window(HOME=link)
+        file = self.sample.scratch / "file"
+        file.touch()
+        for place in (self.sample.scratch / "nowhere", file):
+            self.expect_ordinary_window(status="Not installed", HOME=place)
+            self.assertFalse(place.is_dir())
+
+    @unittest.skipUnless(os.geteuid() == 0, "Standing in for the user's own home needs root.")
+    def test_without_a_home_it_is_the_user_s_own(self):
+        script = 'mount --bind "$1" "$2" && shift 2 && exec "$@"'
+        self.expect_ordinary_window(
+            environment=self.without("HOME"),
+            wrapper=("unshare", "--mount", "--propagation", "private", "sh", "-c", script, "sh", str(self.sample.home),
+                     pwd.getpwuid(os.geteuid()).pw_dir))
+
+
+@unittest.skipUnless(os.geteuid() == 0, "A drive to fill needs root.")
+class FullDrive(Moving):
+    """Of the home, from the beginning."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        drive = cls.sample.scratch / "drive"
+        drive.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=100m", "tmpfs", drive], check=True)
+        cls.addClassCleanup(subprocess.run, ["umount", "-l", drive])
+        cls.sample = Sample(home=drive / "home")
+        cls.addClassCleanup(cls.sample.close)
+        cls.trash = Trash(cls.sample)
+        cls.trash.folder.parent.mkdir(parents=True, exist_ok=True)
+        cls.filling = drive / "filling"
+        subprocess.run(["dd", "if=/dev/zero", f"of={cls.filling}", "bs=4096"], capture_output=True)
+
+    def test_the_window_works_and_says_what_could_not_be_done(self):
+        window = self.open_components()
+        self.assertEqual(window.title, "Zyn Manager")
+        self.expect_names(window, self.everything)
+        self.tick(window, ".zyn-code", "Library/Logs/zyn")
+        self.move(window, 2)
+        until(lambda: window.console(), "the console says what came of it")
+        self.rest(window)
+        self.assertEqual(window.console().count("couldn’t be moved to the trash because the volume is full."), 2,
+                         window.console())
+        self.expect_untouched()
+        for title in PANES:
+            window.open_pane(title)
+        self.filling.unlink()
+        window.open_pane("Components")
+        self.move(window, 2)
+        until(lambda: "Moved 2 items to the Trash." in window.console(), lambda: f"{window.console()!r}")
+        self.rest(window)
+        self.expect_moved(".zyn-code", "Library/Logs/zyn")
+        window.ask_to_close()
+        self.assertEqual(window.wait(), 0, window.errors)
+
+
+class Twice(Moving):
+    """Two windows on the same home at the same time."""
+
+    def test_what_one_moves_the_other_says_is_gone(self):
+        windows = [self.open_components(), self.open_components()]
+        for window in windows:
+            self.tick(window, ".zyn-code", "Library/Logs/zyn")
+        questions = [self.ask(window, 2) for window in windows]
+        for window, question in zip(windows, questions):
+            next(node for node in question.walk() if node.name == "Move to Trash").press()
+        moved = "Moved 2 items to the Trash."
+        for window in windows:
+            until(lambda: window.console(), "the console says what came of it")
+            self.rest(window)
+        said = sorted(window.console() for window in windows)
+        self.expect_moved(".zyn-code", "Library/Logs/zyn")
+        told = "".join(said)
+        for path in (".zyn-code", "Library/Logs/zyn"):
+            self.assertEqual(told.count(f"Moved to Trash:\n{self.sample.home / path}"), 1, said)
+        self.assertEqual(told.count("Remove failed: "), 2, said)
+        self.assertTrue(told.count(moved) <= 1, said)
+        for window in windows:
+            self.expect_names(window, self.expected_rows())
+            window.ask_to_close()
+            self.assertEqual(window.wait(), 0, window.errors)
+
+    def test_one_of_them_starts_the_service(self):
+        self.addCleanup(self.sample.service, "stop")
+        windows = [self.open_at_rest(CM_PANE="services") for _ in range(2)]
+        for window in windows:
+            window.button("Start").press()
+        for window in windows:
+            until(lambda: window.console(), "the console says what came of it")
+            self.rest(window)
+        said = [window.console() for window in windows]
+        self.assertEqual(said.count("Start: ok"), 1, said)
+        self.assertEqual(sum(text.startswith("Start failed (5)") for text in said), 1, said)
+        until(self.sample.serves, "the service answers")
 
 
 class Display(WindowTest):

@@ -3,6 +3,7 @@
 //   TEST_FAULTS=CALL:N:ACTION   the Nth call of that kind ("*": every one; CALL "any": of all those that change
 //                               something) does ACTION: "errno=5", "kill" before the call, "skip" (says that it wrote
 //                               and does not), "delay=50" milliseconds first; several with ";" between them
+//   TEST_FAULTS_CLOCK=SECONDS   the calendar's clock shows so many seconds since 1970 when the program starts
 //   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line, and " fails" behind those that
 //                               were made to
 //
@@ -25,6 +26,7 @@
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -41,6 +43,7 @@ struct Plan {
 
 std::array<Plan, 4> plans;
 int logFile = -1;
+time_t clockOffset = 0; // what the calendar's clock is behind
 
 // A plan from the text up to its end or the next semicolon, behind which it gives what is left.
 const char* readPlan(Plan& plan, const char* text)
@@ -59,6 +62,14 @@ const char* readPlan(Plan& plan, const char* text)
     return end != nullptr ? end + 1 : nullptr;
 }
 
+void readClock(const char* text)
+{
+    timespec now {};
+    if (text != nullptr && ::syscall(SYS_clock_gettime, CLOCK_REALTIME, &now) == 0) {
+        clockOffset = now.tv_sec - static_cast<time_t>(std::strtoll(text, nullptr, 10));
+    }
+}
+
 // Before main and before the other libraries start.
 __attribute__((constructor)) void readPlans()
 {
@@ -71,6 +82,7 @@ __attribute__((constructor)) void readPlans()
     for (std::size_t index = 0; text != nullptr && index < plans.size(); index++) {
         text = readPlan(plans[index], text);
     }
+    readClock(std::getenv("TEST_FAULTS_CLOCK"));
 }
 
 void note(const char* call, const char* more = "")
@@ -290,4 +302,32 @@ extern "C" long syscall(long number, ...)
         return -1;
     }
     return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
+}
+
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
+{
+    static auto* real = next<int(clockid_t, timespec*)>("clock_gettime");
+    const int result = real(clock, time);
+    if (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE) {
+        time->tv_sec -= clockOffset;
+    }
+    return result;
+}
+
+extern "C" int gettimeofday(timeval* time, void* zone) noexcept
+{
+    static auto* real = next<int(timeval*, void*)>("gettimeofday");
+    const int result = real(time, zone);
+    time->tv_sec -= clockOffset;
+    return result;
+}
+
+extern "C" time_t time(time_t* place) noexcept
+{
+    static auto* real = next<time_t(time_t*)>("time");
+    const time_t now = real(nullptr) - clockOffset;
+    if (place != nullptr) {
+        *place = now;
+    }
+    return now;
 }
