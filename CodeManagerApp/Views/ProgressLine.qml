@@ -76,18 +76,32 @@ RowLayout {
             spacing: Theme.spacing.medium
 
             Words {
+                id: step
+
                 text: root.progress.text
                 font: Theme.font.caption
-                color: Theme.color.caption
+                color: Theme.color.secondary
+                Layout.fillWidth: true
+                Layout.maximumWidth: Math.ceil(implicitWidth)
+
+                Hint {
+                    text: step.truncated ? root.progress.text : ""
+                }
             }
 
             Words {
+                id: line
+
                 text: root.progress.lastLine
                 font: Theme.font.monospaced
-                color: Theme.color.disabledText
+                color: Theme.color.caption
                 horizontalAlignment: Text.AlignRight
                 Layout.fillWidth: true
                 Accessible.ignored: true
+
+                Hint {
+                    text: line.truncated ? root.progress.lastLine : ""
+                }
             }
 
             Words {

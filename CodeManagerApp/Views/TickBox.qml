@@ -23,7 +23,7 @@ Item {
     Symbol {
         anchors.centerIn: parent
         name: root.ticked === Qt.Checked ? "checkmark.square.fill" : root.ticked === Qt.PartiallyChecked ? "minus.square.fill" : "square"
-        color: root.ticked === Qt.Unchecked ? Theme.color.disabledText : Theme.color.accent
+        color: root.ticked === Qt.Unchecked ? Theme.color.tickBox : Theme.color.accent
         size: Math.round(18 * Theme.grown)
     }
 
