@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 
 // A button with a text. A reason why it cannot be pressed disables it and is its tool tip. The keyboard keeps its place
-// meanwhile.
+// meanwhile, and is seen there.
 FocusScope {
     id: root
 
@@ -18,7 +18,15 @@ FocusScope {
     property int kind: ActionButton.Plain
     property bool running: false // what it began is under way: it waits, but stays what it is
 
+    property bool byKeyboard: false // it was the keyboard that came here
+    readonly property bool stranded: root.activeFocus && !button.enabled // the keyboard is here in vain
+
     signal activated
+
+    // The keyboard, once what it opened is gone.
+    function comeBack() {
+        root.forceActiveFocus(root.byKeyboard ? Qt.TabFocusReason : Qt.PopupFocusReason);
+    }
 
     implicitWidth: button.implicitWidth
     implicitHeight: Theme.size.controlHeight
@@ -43,6 +51,14 @@ FocusScope {
             if (button.enabled)
                 root.activated();
         }
+        onVisualFocusChanged: {
+            if (button.visualFocus)
+                root.byKeyboard = true;
+        }
+        onFocusReasonChanged: {
+            if (button.focusReason === Qt.MouseFocusReason)
+                root.byKeyboard = false;
+        }
         Keys.onReturnPressed: root.activated()
         Keys.onEnterPressed: root.activated()
         onClicked: root.activated()
@@ -59,7 +75,7 @@ FocusScope {
         background: Rectangle {
             radius: Theme.radius.control
             border.width: button.filled ? 0 : 1
-            border.color: Theme.color.controlBorder
+            border.color: root.kind === ActionButton.Destructive && button.enabled ? Theme.color.badBorder : Theme.color.controlBorder
             color: {
                 if (button.filled)
                     return button.down ? Theme.color.accentPressed : Theme.color.accent;
@@ -73,7 +89,10 @@ FocusScope {
             }
 
             FocusRing {
-                shown: button.visualFocus
+                // Around a button of its own colour it would not be seen.
+                gap: button.filled ? -2 : 2
+                ink: button.filled ? Theme.color.accentInk : Theme.color.accent
+                shown: root.activeFocus && root.byKeyboard
             }
         }
     }

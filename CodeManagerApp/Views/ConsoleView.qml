@@ -21,7 +21,7 @@ Rectangle {
     Layout.maximumHeight: root.implicitHeight
     radius: Theme.radius.card
     color: Theme.color.card
-    border.width: 1
+    border.width: edit.activeFocus ? 2 : 1
     border.color: edit.activeFocus ? Theme.color.accent : Theme.color.cardBorder
 
     Flickable {

@@ -25,12 +25,16 @@ Flow {
     }
 
     ActionButton {
+        id: backUp
+
         text: "Back up links…"
         reason: root.model.reasonAgainstCrucibleWork
         onActivated: saving.createObject(root)
     }
 
     ActionButton {
+        id: restore
+
         text: "Restore links…"
         reason: root.model.reasonAgainstCrucibleWork
         onActivated: opening.createObject(root)
@@ -46,8 +50,10 @@ Flow {
             defaultSuffix: "toml"
             onAccepted: root.model.requestLinkBackup(selectedFile)
             onVisibleChanged: {
-                if (!visible)
+                if (!visible) {
+                    Qt.callLater(backUp.comeBack);
                     destroy();
+                }
             }
             Component.onCompleted: open()
         }
@@ -61,8 +67,10 @@ Flow {
             acceptLabel: "Restore"
             onAccepted: root.model.requestLinkRestoration(selectedFile)
             onVisibleChanged: {
-                if (!visible)
+                if (!visible) {
+                    Qt.callLater(restore.comeBack);
                     destroy();
+                }
             }
             Component.onCompleted: open()
         }

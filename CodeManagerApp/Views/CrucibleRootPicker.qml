@@ -14,6 +14,8 @@ RowLayout {
     spacing: Theme.spacing.medium
 
     ActionButton {
+        id: set
+
         text: "Set crucible folder…"
         reason: root.model.reasonAgainstCrucibleWork
         onActivated: picker.createObject(root)
@@ -35,8 +37,10 @@ RowLayout {
             acceptLabel: "Use as Crucible"
             onAccepted: root.model.requestCrucibleRoot(selectedFolder)
             onVisibleChanged: {
-                if (!visible)
+                if (!visible) {
+                    Qt.callLater(set.comeBack);
                     destroy();
+                }
             }
             Component.onCompleted: open()
         }

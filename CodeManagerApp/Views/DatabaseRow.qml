@@ -11,6 +11,7 @@ Item {
     property bool separated: false
 
     signal activated
+    signal reached // by the keyboard
 
     implicitHeight: row.implicitHeight + 2 * Theme.spacing.medium
     Accessible.role: Accessible.Grouping
@@ -38,10 +39,16 @@ Item {
             Layout.fillWidth: true
 
             Words {
+                id: name
+
                 text: root.database.name
                 font: Theme.font.strong
                 Layout.fillWidth: true
                 Accessible.ignored: true
+
+                Hint {
+                    text: name.truncated ? root.database.name : ""
+                }
             }
 
             Words {
@@ -68,6 +75,10 @@ Item {
             kind: root.database.installed ? ActionButton.Destructive : ActionButton.Plain
             reason: root.reason
             onActivated: root.activated()
+            onActiveFocusChanged: {
+                if (activeFocus)
+                    root.reached();
+            }
         }
     }
 }

@@ -55,6 +55,7 @@ PaneFrame {
                 separated: index > 0
                 reason: root.model.reasonAgainstOperations
                 onActivated: root.model.requestDatabase(index)
+                onReached: list.positionViewAtIndex(index, ListView.Contain)
             }
         }
     }

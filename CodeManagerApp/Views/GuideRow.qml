@@ -3,7 +3,7 @@ import QtQuick.Layouts
 import CodeManager
 
 // A topic of the guide: its symbol, its title and what there is to say.
-FocusScope {
+Item {
     id: root
 
     required property guideTopic topic

@@ -13,6 +13,9 @@ Card {
 
     readonly property bool empty: list.count === 0
 
+    Accessible.role: Accessible.Grouping
+    Accessible.name: "Models"
+
     RowLayout {
         Layout.leftMargin: Theme.spacing.large - 2
         Layout.rightMargin: Theme.spacing.medium
@@ -76,6 +79,15 @@ Card {
                 root.model.checklist.toggle(index);
             }
         }
+    }
+
+    Rectangle {
+        visible: !root.empty
+        implicitHeight: 1
+        color: Theme.color.separator
+        Layout.leftMargin: 1
+        Layout.rightMargin: 1
+        Layout.fillWidth: true
     }
 
     RowLayout {

@@ -8,6 +8,9 @@ PaneBase {
 
     property bool fills: false // takes all the height there is; otherwise what it needs
     default property alias content: column.data
+    readonly property Item reached: root.Window.activeFocusItem
+
+    onReachedChanged: scroll.reveal(root.reached)
 
     Flickable {
         id: scroll
@@ -20,25 +23,27 @@ PaneBase {
         interactive: contentHeight > height
         T.ScrollBar.vertical: ThinScrollBar {}
 
-        // What the keyboard has come to is seen. Text takes the focus under the pointer, and stays where it is.
-        function follow(item: Item): void {
-            let holder = item;
-            while (holder && holder !== column)
-                holder = holder.parent;
-            if (!holder || item instanceof TextEdit)
-                return;
-            const top = item.mapToItem(scroll.contentItem, 0, 0).y - Theme.spacing.medium;
-            const bottom = top + item.height + 2 * Theme.spacing.medium;
-            const wanted = Math.min(top, Math.max(scroll.contentY, bottom - scroll.height));
-            scroll.contentY = Math.max(0, Math.min(wanted, scroll.contentHeight - scroll.height));
-        }
-
-        Connections {
-            target: root.Window.window
-
-            function onActiveFocusItemChanged() {
-                scroll.follow(root.Window.window?.activeFocusItem ?? null);
+        // Scrolls to where the keyboard is, or to the list or console that it is in. Text that is partly seen may have
+        // been clicked, and stays under the pointer.
+        function reveal(item: Item) {
+            let part = item;
+            let above = item;
+            while (above !== null && above !== column) {
+                if (above.clip)
+                    part = above;
+                above = above.parent;
             }
+            if (above === null)
+                return;
+            const top = part.mapToItem(column, 0, 0).y;
+            const bottom = top + part.height + 2 * column.y;
+            const seen = top < scroll.contentY + scroll.height && bottom > scroll.contentY;
+            if (seen && item instanceof TextEdit)
+                return;
+            if (bottom > scroll.contentY + scroll.height)
+                scroll.contentY = Math.min(bottom, scroll.contentHeight) - scroll.height;
+            if (top < scroll.contentY)
+                scroll.contentY = Math.max(0, top);
         }
 
         ColumnLayout {

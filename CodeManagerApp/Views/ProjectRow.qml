@@ -45,6 +45,8 @@ Card {
         }
 
         ActionButton {
+            id: change
+
             text: root.known ? "Change" : "Locate project folder…"
             reason: root.model.reasonAgainstOperations
             onActivated: chooser.createObject(root)
@@ -59,8 +61,10 @@ Card {
             acceptLabel: "Choose"
             onAccepted: root.model.requestProject(selectedFolder)
             onVisibleChanged: {
-                if (!visible)
+                if (!visible) {
+                    Qt.callLater(change.comeBack);
                     destroy();
+                }
             }
             Component.onCompleted: open()
         }

@@ -9,6 +9,21 @@ FocusScope {
 
     required property ManagerModel model
 
+    readonly property Item reached: root.Window.activeFocusItem
+    property Item last: null // where the keyboard was last that is something to be on
+    // What the keyboard was on can no longer be used, or is gone; what runs may still bring it back.
+    readonly property bool waiting: root.model.operationRuns || root.model.refreshing || root.model.scanning
+    readonly property bool lost: !root.waiting && (root.reached instanceof Loader || (root.reached as ActionButton)?.stranded === true)
+
+    onReachedChanged: {
+        if (root.reached !== null && !(root.reached instanceof Loader))
+            root.last = root.reached;
+    }
+    onLostChanged: {
+        if (root.lost)
+            Qt.callLater(root.goOn);
+    }
+
     Sidebar {
         id: sidebar
 
@@ -35,6 +50,40 @@ FocusScope {
         });
         if (left)
             sidebar.choose(root.model.section);
+    }
+
+    // The keyboard goes to the nearest of the buttons beside, to what surrounds what is gone, or to what comes next.
+    function goOn() {
+        if (!root.lost)
+            return;
+        const button = root.reached as ActionButton;
+        const next = button !== null ? root.nearest(button) : root.around(root.last);
+        const reason = button !== null && !button.byKeyboard ? Qt.OtherFocusReason : Qt.TabFocusReason;
+        (next ?? root.reached.nextItemInFocusChain(true))?.forceActiveFocus(reason);
+    }
+
+    function nearest(button: Item): Item {
+        let found = null;
+        let distance = Infinity;
+        const beside = button.parent.children;
+        for (let index = 0; index < beside.length; index++) {
+            const other = beside[index] as ActionButton;
+            if (other === null || !other.visible || other.reason !== "" || other.kind === ActionButton.Destructive)
+                continue;
+            const away = Math.abs(other.x - button.x) + Math.abs(other.y - button.y);
+            if (away < distance) {
+                found = other;
+                distance = away;
+            }
+        }
+        return found;
+    }
+
+    function around(item: Item): Item {
+        let above = item;
+        while (above !== null && !(above.activeFocusOnTab && above.visible && above.enabled))
+            above = above.parent;
+        return above;
     }
 
     Connections {

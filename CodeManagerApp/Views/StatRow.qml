@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 
 // A label and its value on one line. The value can be selected, and copied as a whole while the row has the focus.
-FocusScope {
+Item {
     id: root
 
     required property string label
@@ -79,6 +79,6 @@ FocusScope {
 
     FocusRing {
         gap: -2
-        shown: root.activeFocus && !text.activeFocus
+        shown: root.activeFocus
     }
 }

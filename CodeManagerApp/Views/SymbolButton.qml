@@ -50,5 +50,6 @@ Item {
 
     Hint {
         text: root.help
+        focused: button.visualFocus
     }
 }

@@ -95,8 +95,8 @@ public:
     {
         QAccessible::State state;
         state.disabled = !item()->isEnabled();
-        state.focusable = item()->isEnabled();
-        state.focused = item()->hasActiveFocus();
+        state.focused = item()->hasActiveFocus() || keepsFocus();
+        state.focusable = state.focused || (item()->isEnabled() && item()->activeFocusOnTab());
         state.pressed = item()->property("pressed").toBool();
         state.checkable = setting(item(), "checkable").toBool();
         state.checked = setting(item(), "checked").toBool();
@@ -137,6 +137,13 @@ public:
     [[nodiscard]] QStringList keyBindingsForAction(const QString& /*action*/) const override { return {}; }
 
 private:
+    // Disabled while the keyboard was on it, which the scope that it is alone in keeps for it.
+    [[nodiscard]] bool keepsFocus() const
+    {
+        const QQuickItem* const above = item()->parentItem();
+        return !item()->isEnabled() && above != nullptr && above->isFocusScope() && above->hasActiveFocus();
+    }
+
     [[nodiscard]] QQuickItem* item() const { return qobject_cast<QQuickItem*>(object()); }
 };
 

@@ -84,6 +84,13 @@ class Node:
             raise AssertionError(f"{self} cannot be pressed, only {actions}")
         return self._told(lambda it: it.do_action(actions.index("Press")), False)
 
+    def focus(self):
+        """Takes the keyboard there, as far as it can be there."""
+        actions = self.actions
+        if "SetFocus" in actions:
+            return self._told(lambda it: it.do_action(actions.index("SetFocus")), False)
+        return self._told(lambda it: it.grab_focus(), False)
+
     @property
     def text(self):
         return self._told(lambda it: it.get_text(0, it.get_character_count()), "")

@@ -1,0 +1,189 @@
+#include <algorithm>
+
+#include <QAccessible>
+#include <QTest>
+
+#include "CodeManagerApp/Model/QtText.h"
+#include "Tests/CodeManagerApp/Support/ViewTest.h"
+
+using namespace CodeManagerApp;
+using ManagerCore::Status;
+
+namespace
+{
+
+const ManagerCore::ManagerActions backend {
+    .launchAgent = "com.example.none", .serverPort = "8080", .serverLog = "~/server.log"};
+
+// Where the keyboard is.
+class FocusTest : public TestSupport::ViewTest
+{
+protected:
+    void showPane(Pane pane)
+    {
+        show({.name = "zyn", .display = "Zyn"}, backend);
+        model().setStatus(Status {});
+        model().setSection(pane);
+        settle();
+    }
+
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QTest::keyClick(&window(), key, modifiers);
+        settle();
+    }
+
+    // The innermost of those that say so; null while none does.
+    QAccessibleInterface* focused()
+    {
+        QAccessibleInterface* found = nullptr;
+        for (QAccessibleInterface* const item : accessible()) {
+            found = item->state().focused ? item : found;
+        }
+        return found;
+    }
+
+    QString focusedName()
+    {
+        QAccessibleInterface* const item = focused();
+        return item != nullptr ? item->text(QAccessible::Name) : QString();
+    }
+
+    void tabTo(const QString& name)
+    {
+        for (int step = 0; step < 30 && focusedName() != name; step++) {
+            key(Qt::Key_Tab);
+        }
+        ASSERT_EQ(toUtf8(focusedName()), toUtf8(name));
+    }
+
+    // Whether the ring of this button is drawn.
+    bool hasRing(const QString& button)
+    {
+        const auto* const item = qobject_cast<QQuickItem*>(find(button, QAccessible::Button)->object());
+        const QList<QQuickItem*> rings = item->property("background").value<QQuickItem*>()->childItems();
+        return std::ranges::any_of(rings, [](const QQuickItem* ring) { return ring->isVisible(); });
+    }
+
+    void whenFocusedIs(const QString& name)
+    {
+        EXPECT_TRUE(QTest::qWaitFor([&] { return focusedName() == name; }, TestSupport::patience))
+            << toUtf8(name) << " is not where the keyboard is, but " << toUtf8(focusedName());
+        settle();
+    }
+};
+
+TEST_F(FocusTest, staysAndIsSeenOnAButtonThatWaits)
+{
+    showPane(Pane::services);
+    tabTo(QStringLiteral("Start"));
+    EXPECT_TRUE(hasRing(QStringLiteral("Start")));
+    QTest::keyClick(&window(), Qt::Key_Space);
+    ASSERT_TRUE(model().busy());
+    EXPECT_EQ(toUtf8(focusedName()), "Start");
+    EXPECT_TRUE(hasRing(QStringLiteral("Start")));
+    ASSERT_TRUE(until(model(), &ManagerModel::busyChanged, [this] { return !model().busy(); }));
+    ASSERT_TRUE(refreshed(model()));
+    settle();
+    // Nothing was started: it can be pressed again.
+    EXPECT_EQ(toUtf8(focusedName()), "Start");
+    EXPECT_TRUE(hasRing(QStringLiteral("Start")));
+}
+
+TEST_F(FocusTest, goesOnToANeighbourFromAButtonThatHasNoUseAnyMore)
+{
+    showPane(Pane::services);
+    tabTo(QStringLiteral("Start"));
+    model().setStatus(Status {.backendRunning = true});
+    whenFocusedIs(QStringLiteral("Stop"));
+    EXPECT_TRUE(hasRing(QStringLiteral("Stop")));
+    model().setStatus(Status {});
+    whenFocusedIs(QStringLiteral("Start"));
+}
+
+TEST_F(FocusTest, aClickShowsNoRing)
+{
+    showPane(Pane::services);
+    tabTo(QStringLiteral("Start"));
+    click(QStringLiteral("Open Log"));
+    EXPECT_EQ(toUtf8(focusedName()), "Open Log");
+    EXPECT_FALSE(hasRing(QStringLiteral("Open Log")));
+    click(QStringLiteral("Start"));
+    EXPECT_FALSE(hasRing(QStringLiteral("Start")));
+    ASSERT_TRUE(until(model(), &ManagerModel::busyChanged, [this] { return !model().busy(); }));
+    ASSERT_TRUE(refreshed(model()));
+}
+
+TEST_F(FocusTest, goesOnWhenTheWayToStopGoes)
+{
+    showPane(Pane::services);
+    Progress& progress = *model().progress();
+    progress.begin(QStringLiteral("Trying"));
+    progress.step(1, QStringLiteral("Trying"));
+    model().setBusy(true);
+    ASSERT_TRUE(until(progress, &Progress::changed, [&] { return progress.shown(); }));
+    settle();
+    tabTo(QStringLiteral("Stop the operation"));
+    progress.end();
+    model().setBusy(false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return focused() != nullptr; }, TestSupport::patience));
+    settle();
+    EXPECT_NE(qobject_cast<QQuickItem*>(focused()->object()), nullptr);
+    key(Qt::Key_Tab);
+    EXPECT_NE(focused(), nullptr);
+}
+
+TEST_F(FocusTest, leavesARowWhoseTextWasClicked)
+{
+    showPane(Pane::overview);
+    QAccessibleInterface* const row = find(QStringLiteral("Status: Not installed"));
+    ASSERT_NE(row, nullptr);
+    const QPoint corner = window().mapFromGlobal(row->rect().topLeft());
+    QTest::mouseClick(&window(), Qt::LeftButton, Qt::NoModifier, corner + QPoint(170, row->rect().height() / 2));
+    settle();
+    for (int step = 0; step < 2 && focusedName() != QStringLiteral("Refresh"); step++) {
+        key(Qt::Key_Backtab, Qt::ShiftModifier);
+    }
+    EXPECT_EQ(toUtf8(focusedName()), "Refresh");
+    key(Qt::Key_Tab);
+    EXPECT_EQ(toUtf8(focusedName()), "Status: Not installed");
+}
+
+TEST_F(FocusTest, isAlwaysInSight)
+{
+    showPane(Pane::guide);
+    window().resize(window().minimumSize());
+    settle();
+    const QRect inside(window().mapToGlobal(QPoint()), window().size());
+    for (const Qt::Key direction : {Qt::Key_Tab, Qt::Key_Backtab}) {
+        for (int step = 0; step < 9; step++) {
+            key(direction, direction == Qt::Key_Tab ? Qt::NoModifier : Qt::ShiftModifier);
+            ASSERT_NE(focused(), nullptr) << step;
+            EXPECT_TRUE(inside.contains(focused()->rect())) << toUtf8(focusedName());
+        }
+    }
+}
+
+TEST_F(FocusTest, aToolTipLetsClicksThrough)
+{
+    showPane(Pane::overview);
+    QAccessibleInterface* const row = find(QStringLiteral("Overview"), QAccessible::ListItem);
+    QTest::mouseMove(&window(), window().mapFromGlobal(row->rect().center()));
+    const auto tip = [this] {
+        for (QAccessibleInterface* const item : accessible()) {
+            if (item->role() == QAccessible::ToolTip) {
+                return item;
+            }
+        }
+        return static_cast<QAccessibleInterface*>(nullptr);
+    };
+    ASSERT_TRUE(QTest::qWaitFor([&] { return tip() != nullptr; }, TestSupport::patience));
+    const QRect below = find(QStringLiteral("Components"), QAccessible::ListItem)->rect();
+    const QRect covered = below & tip()->rect();
+    ASSERT_TRUE(covered.isValid()) << "it lies over the next row";
+    QTest::mouseClick(&window(), Qt::LeftButton, Qt::NoModifier, window().mapFromGlobal(covered.center()));
+    EXPECT_EQ(model().section(), Pane::components);
+    ASSERT_TRUE(until(model(), &ManagerModel::scanningChanged, [this] { return !model().scanning(); }));
+}
+
+} // namespace
