@@ -3,7 +3,7 @@ import QtQuick.Layouts
 import CodeManager
 
 // One declared copy of the weights: its drive, its size, and whether it is the one that is served.
-FocusScope {
+Item {
     id: root
 
     required property crucibleSiteValue site
@@ -59,9 +59,17 @@ FocusScope {
                 spacing: Theme.spacing.small
 
                 Words {
+                    id: volume
+
                     text: root.site.volume
                     font: Theme.font.strong
+                    Layout.fillWidth: true
+                    Layout.maximumWidth: Math.ceil(implicitWidth)
                     Accessible.ignored: true
+
+                    Hint {
+                        text: volume.truncated ? root.site.volume : ""
+                    }
                 }
 
                 Pill {
@@ -86,7 +94,7 @@ FocusScope {
         }
 
         ColumnLayout {
-            visible: root.site.used >= 0
+            visible: root.site.used >= 0 && root.width >= 620 * Theme.grown // of narrow rows the rest matters more
             spacing: 3
 
             Rectangle {
@@ -119,7 +127,7 @@ FocusScope {
         }
 
         Item {
-            implicitWidth: Math.round(150 * Theme.grown)
+            implicitWidth: button.implicitWidth // in every row, so that sizes stand below each other
             implicitHeight: Theme.size.controlHeight
 
             Words {
@@ -133,6 +141,8 @@ FocusScope {
             }
 
             ActionButton {
+                id: button
+
                 visible: !root.site.serving && root.site.canServe
                 anchors.right: parent.right
                 text: "Serve from this drive"

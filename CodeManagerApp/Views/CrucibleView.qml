@@ -47,6 +47,15 @@ PaneFrame {
             Layout.leftMargin: 2
         }
 
+        Words {
+            visible: root.model.crucibleKnown && root.model.crucibleSites.length === 0
+            text: "The product's descriptor names no store of weights."
+            color: Theme.color.secondary
+            wrapMode: Text.Wrap
+            Layout.leftMargin: 2
+            Layout.fillWidth: true
+        }
+
         Card {
             visible: root.model.crucibleSites.length > 0
             Layout.fillWidth: true

@@ -124,6 +124,8 @@ Item {
                 Layout.fillWidth: true
 
                 Words {
+                    id: name
+
                     text: root.title
                     maximumLineCount: 1
                     Layout.fillWidth: true
@@ -141,8 +143,13 @@ Item {
                     Layout.fillWidth: true
                     Accessible.ignored: true
 
-                    Hint {
-                        text: path.truncated ? root.detail : ""
+                    Loader {
+                        y: -path.y
+                        width: path.width
+                        height: path.y + path.height
+                        active: hover.hovered && (name.truncated || path.truncated)
+                        source: "Hint.qml"
+                        onLoaded: (item as Hint).text = Qt.binding(() => (name.truncated ? root.title + "\n" : "") + root.detail)
                     }
                 }
             }

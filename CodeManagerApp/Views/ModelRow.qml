@@ -57,11 +57,15 @@ Item {
         }
 
         Words {
+            id: words
+
             text: root.name
+            Layout.fillWidth: true
+            Layout.maximumWidth: Math.ceil(implicitWidth)
             Accessible.ignored: true
 
             Hint {
-                text: root.slug
+                text: (words.truncated ? root.name + "\n" : "") + root.slug
             }
         }
 

@@ -37,10 +37,16 @@ FocusScope {
         }
 
         Heading {
+            id: name
+
             anchors.verticalCenter: parent.verticalCenter
             width: root.width - titleLine.x - 3 * Theme.spacing.large
             text: root.model.display
             color: Theme.color.titleInk
+
+            Hint {
+                text: name.truncated ? root.model.display : ""
+            }
         }
     }
 

@@ -30,6 +30,8 @@ Rectangle {
 
         Words {
             text: root.model.totalsText
+            wrapMode: Text.Wrap
+            maximumLineCount: 2
             Layout.fillWidth: true
         }
 
