@@ -37,16 +37,28 @@ Rectangle {
         boundsBehavior: Flickable.StopAtBounds
         interactive: contentHeight > height
         onMovementEnded: scroll.atEnd = scroll.atYEnd
-        onContentHeightChanged: {
-            if (scroll.atEnd)
-                scroll.contentY = Math.max(0, scroll.contentHeight - scroll.height);
+        onContentHeightChanged: scroll.follow()
+        onHeightChanged: scroll.follow()
+        T.ScrollBar.vertical: ThinScrollBar {
+            onPressedChanged: {
+                if (!pressed)
+                    scroll.atEnd = scroll.atYEnd;
+            }
         }
-        T.ScrollBar.vertical: ThinScrollBar {}
+
+        function follow() {
+            if (scroll.atEnd)
+                scroll.go(scroll.contentHeight);
+        }
+
+        function go(to: real) {
+            scroll.contentY = Math.max(0, Math.min(to, scroll.contentHeight - scroll.height));
+        }
 
         SelectableText {
             id: edit
 
-            width: scroll.width
+            width: scroll.width - Theme.spacing.small // beside its bar
             text: root.text
             font: Theme.font.monospaced
             wrapMode: TextEdit.WrapAnywhere
@@ -54,6 +66,25 @@ Rectangle {
             activeFocusOnTab: true
             Accessible.role: Accessible.EditableText
             Accessible.name: "Console"
+            Keys.onPressed: event => {
+                event.accepted = event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown;
+                const whole = event.modifiers & Qt.ControlModifier;
+                if (event.key === Qt.Key_PageUp)
+                    scroll.go(scroll.contentY - scroll.height);
+                else if (event.key === Qt.Key_PageDown)
+                    scroll.go(scroll.contentY + scroll.height);
+                else if (event.key === Qt.Key_Up)
+                    scroll.go(scroll.contentY - edit.cursorRectangle.height);
+                else if (event.key === Qt.Key_Down)
+                    scroll.go(scroll.contentY + edit.cursorRectangle.height);
+                else if (whole && event.key === Qt.Key_Home)
+                    scroll.go(0);
+                else if (whole && event.key === Qt.Key_End)
+                    scroll.go(scroll.contentHeight);
+                else
+                    return;
+                scroll.atEnd = scroll.atYEnd;
+            }
         }
     }
 }

@@ -55,6 +55,7 @@ Item {
                 color: Theme.color.secondary
                 wrapMode: TextEdit.Wrap
                 Layout.fillWidth: true
+                Layout.maximumWidth: 1.2 * Theme.size.textWidth
                 Accessible.ignored: true
             }
         }

@@ -22,6 +22,16 @@ Window {
     color: Theme.color.canvas
     visible: true
 
+    // Of the toolkit's own choosers, which are drawn where the desktop has none.
+    palette.window: Theme.color.card
+    palette.windowText: Theme.color.ink
+    palette.base: Theme.color.card
+    palette.text: Theme.color.ink
+    palette.button: Theme.color.card
+    palette.buttonText: Theme.color.ink
+    palette.highlight: Theme.color.selectedText
+    palette.highlightedText: Theme.color.ink
+
     onClosing: close => {
         if (root.model.operationRuns && !root.closingAgreed) {
             close.accepted = false;

@@ -51,7 +51,7 @@ PaneBase {
 
             x: Theme.spacing.huge
             y: Theme.spacing.large + 2
-            width: scroll.width - 2 * x
+            width: Math.min(scroll.width - 2 * x, Theme.size.columnWidth)
             height: root.fills ? Math.max(implicitHeight, scroll.height - 2 * y) : implicitHeight
             spacing: Theme.spacing.large
         }

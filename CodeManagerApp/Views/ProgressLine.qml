@@ -82,6 +82,7 @@ RowLayout {
                 font: Theme.font.caption
                 color: Theme.color.secondary
                 Layout.fillWidth: true
+                Layout.minimumWidth: Math.min(Layout.maximumWidth, bar.width * 0.6)
                 Layout.maximumWidth: Math.ceil(implicitWidth)
 
                 Hint {

@@ -72,6 +72,7 @@ QtObject {
         readonly property int symbol: Math.round(16 * WindowStyle.textScale)
         readonly property int noteSymbol: Math.round(40 * WindowStyle.textScale)
         readonly property int dot: 8
+        readonly property int columnWidth: Math.round(1200 * WindowStyle.textScale)
         readonly property int textWidth: Math.round(640 * WindowStyle.textScale)
     }
 

@@ -164,6 +164,43 @@ TEST_F(FocusTest, isAlwaysInSight)
     }
 }
 
+TEST_F(FocusTest, theConsoleIsReadByKeysAndFollowsItsEndInEverySize)
+{
+    showPane(Pane::services);
+    QString text;
+    for (int line = 0; line < 500; line++) {
+        text += QStringLiteral("line %1\n").arg(line);
+    }
+    model().setConsole(text);
+    settle();
+    const auto* const edit = qobject_cast<QQuickItem*>(find(QStringLiteral("Console"))->object());
+    const QQuickItem& area = *edit->parentItem()->parentItem();
+    // What of the text is seen: none is hidden below, or above.
+    const auto below = [&] { return edit->height() + edit->mapToItem(&area, QPointF()).y() - area.height(); };
+    const auto above = [&] { return -edit->mapToItem(&area, QPointF()).y(); };
+    EXPECT_LE(below(), 1);
+    for (const QSize size : {QSize(980, 900), QSize(760, 520), QSize(980, 640)}) {
+        window().resize(size);
+        settle();
+        EXPECT_LE(below(), 1) << size.height();
+        EXPECT_GT(above(), 0) << size.height();
+    }
+    tabTo(QStringLiteral("Console"));
+    key(Qt::Key_Home, Qt::ControlModifier);
+    EXPECT_LE(above(), 1);
+    key(Qt::Key_PageDown);
+    EXPECT_GT(above(), area.height() / 2);
+    key(Qt::Key_PageUp);
+    EXPECT_LE(above(), 1);
+    key(Qt::Key_Down);
+    EXPECT_GT(above(), 1);
+    model().setConsole(text + QStringLiteral("more"));
+    settle();
+    EXPECT_LE(above(), 100) << "its reader has scrolled up";
+    key(Qt::Key_End, Qt::ControlModifier);
+    EXPECT_LE(below(), 1);
+}
+
 TEST_F(FocusTest, aToolTipLetsClicksThrough)
 {
     showPane(Pane::overview);
