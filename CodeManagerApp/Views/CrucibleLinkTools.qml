@@ -50,12 +50,11 @@ Flow {
             defaultSuffix: "toml"
             onAccepted: root.model.requestLinkBackup(selectedFile)
             onVisibleChanged: {
-                if (!visible) {
-                    Qt.callLater(backUp.comeBack);
+                if (!visible)
                     destroy();
-                }
             }
             Component.onCompleted: open()
+            Component.onDestruction: backUp.comeBack()
         }
     }
 
@@ -67,12 +66,11 @@ Flow {
             acceptLabel: "Restore"
             onAccepted: root.model.requestLinkRestoration(selectedFile)
             onVisibleChanged: {
-                if (!visible) {
-                    Qt.callLater(restore.comeBack);
+                if (!visible)
                     destroy();
-                }
             }
             Component.onCompleted: open()
+            Component.onDestruction: restore.comeBack()
         }
     }
 }

@@ -37,12 +37,11 @@ RowLayout {
             acceptLabel: "Use as Crucible"
             onAccepted: root.model.requestCrucibleRoot(selectedFolder)
             onVisibleChanged: {
-                if (!visible) {
-                    Qt.callLater(set.comeBack);
+                if (!visible)
                     destroy();
-                }
             }
             Component.onCompleted: open()
+            Component.onDestruction: set.comeBack()
         }
     }
 }

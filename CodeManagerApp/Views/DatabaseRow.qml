@@ -74,6 +74,7 @@ Item {
             text: root.database.installed ? "Remove" : "Install"
             kind: root.database.installed ? ActionButton.Destructive : ActionButton.Plain
             reason: root.reason
+            Layout.minimumWidth: Math.round(78 * Theme.grown) // whatever it says
             onActivated: root.activated()
             onActiveFocusChanged: {
                 if (activeFocus)

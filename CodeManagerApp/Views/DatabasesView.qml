@@ -15,6 +15,7 @@ PaneFrame {
     busy: root.model.busy
     refreshable: true
     fills: true
+    wide: root.empty
     onRefresh: root.model.requestDatabases()
     Component.onCompleted: root.model.requestDatabases()
 

@@ -6,6 +6,7 @@ import QtQuick.Templates as T
 PaneBase {
     id: root
 
+    property bool wide: false // as the window is, though lines get long
     property bool fills: false // takes all the height there is; otherwise what it needs
     default property alias content: column.data
     readonly property Item reached: root.Window.activeFocusItem
@@ -51,7 +52,7 @@ PaneBase {
 
             x: Theme.spacing.huge
             y: Theme.spacing.large + 2
-            width: Math.min(scroll.width - 2 * x, Theme.size.columnWidth)
+            width: Math.min(scroll.width - 2 * x, root.wide ? Infinity : Theme.size.columnWidth)
             height: root.fills ? Math.max(implicitHeight, scroll.height - 2 * y) : implicitHeight
             spacing: Theme.spacing.large
         }

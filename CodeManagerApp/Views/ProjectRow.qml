@@ -61,12 +61,11 @@ Card {
             acceptLabel: "Choose"
             onAccepted: root.model.requestProject(selectedFolder)
             onVisibleChanged: {
-                if (!visible) {
-                    Qt.callLater(change.comeBack);
+                if (!visible)
                     destroy();
-                }
             }
             Component.onCompleted: open()
+            Component.onDestruction: change.comeBack()
         }
     }
 }

@@ -21,7 +21,15 @@ FocusScope {
     }
     onLostChanged: {
         if (root.lost)
-            Qt.callLater(root.goOn);
+            soon.restart();
+    }
+
+    // Not amid the change that took its place.
+    Timer {
+        id: soon
+
+        interval: 0
+        onTriggered: root.goOn()
     }
 
     Sidebar {

@@ -260,19 +260,21 @@ TEST_F(ContrastTest, whatEveryPaneShowsCanBeRead)
 
 TEST_F(ContrastTest, soCanWhatIsShownWhileAnOperationRuns)
 {
+    TestSupport::write(scratch() / "work/zyn-v8/build.command", "echo compiling; sleep 600 & wait");
     showFull();
+    model().setProjectDir((scratch() / "work/zyn-v8").string());
+    model().requestInstallCli();
     Progress& progress = *model().progress();
-    progress.begin(QStringLiteral("Trying"), 3);
-    ASSERT_TRUE(until(progress, &Progress::changed, [&] { return progress.shown(); }));
-    model().setBusy(true);
+    ASSERT_TRUE(
+        until(progress, &Progress::changed, [&] { return progress.shown() && !progress.lastLine().isEmpty(); }));
     for (const Pane pane : {Pane::install, Pane::model, Pane::services}) {
         model().setSection(pane);
         settle();
         EXPECT_TRUE(QTest::qWaitFor([this] { return faults().isEmpty(); }, TestSupport::patience))
             << toUtf8(title(pane)) << ": " << toUtf8(faults().join(QLatin1Char('\n')));
     }
-    progress.end();
-    model().setBusy(false);
+    progress.stop();
+    ASSERT_TRUE(until(model(), &ManagerModel::busyChanged, [this] { return !model().busy(); }));
 }
 
 TEST_F(ContrastTest, soCanAQuestion)
