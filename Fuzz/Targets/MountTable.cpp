@@ -55,7 +55,7 @@ void checkMount(const MountTable::Mount& mount, const std::vector<MountTable::Mo
     const std::string inside = mount.mountPoint.native() + "/inside";
     const auto holder = MountTable::holding(all, inside);
     require(holder.has_value(), "What lies in a mount is held by one.");
-    const std::string& prefix = holder->mountPoint.native();
+    const std::string prefix = holder ? holder->mountPoint.string() : std::string();
     require(inside.starts_with(prefix) && prefix.size() >= mount.mountPoint.native().size(),
             "The longest mount point holds a path.");
 }
