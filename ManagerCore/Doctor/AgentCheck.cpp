@@ -78,8 +78,8 @@ private:
     void lookAtProgram()
     {
         const std::vector<std::string> arguments = PropertyList::texts(list_, "ProgramArguments");
-        const auto program = PropertyList::text(list_, "Program");
-        const std::string name = program ? *program : arguments.empty() ? std::string() : arguments.front();
+        const std::string first = arguments.empty() ? std::string() : arguments.front();
+        const std::string name = PropertyList::text(list_, "Program").value_or(first);
         if (name.empty()) {
             report_.fail(named_ + " names no program to start: write it anew by installing the engine.");
             return;

@@ -1,5 +1,4 @@
 #include <map>
-#include <unistd.h>
 
 #include "ManagerCore/Doctor/Checks.h"
 #include "ManagerCore/Doctor/Report.h"
@@ -28,15 +27,8 @@ public:
             return report_.take();
         }
         const std::string named = "The folder of database descriptors " + inQuotes(*folder);
-        if (!FilePath::isFolder(*folder) || !isAllowed(*folder, R_OK | X_OK)) {
-            const Standing standing = standingOf(*folder);
-            const std::string fault = standing == Standing::folder ? "may not be looked into" : told(standing);
-            const std::string sentence = named + " " + fault + ": name another one with CM_DATABASES_DIR.";
-            if (standing == Standing::missing) {
-                report_.warn(sentence);
-            } else {
-                report_.fail(sentence);
-            }
+        if (const auto fault = faultOfFolder(*folder)) {
+            report_.lacks(standingOf(*folder), named + " " + *fault + ": name another one with CM_DATABASES_DIR.");
             return report_.take();
         }
         const std::vector<Path> files = DatabaseCatalog::descriptorsIn(*folder);

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <numeric>
 #include <set>
 
 #include "ManagerCore/Doctor/Checks.h"
@@ -49,7 +48,9 @@ constexpr std::size_t guessedAt = 15; // so many unknown ones, for a file may be
 std::size_t distance(std::string_view one, std::string_view other)
 {
     std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), 0U);
+    for (std::size_t column = 0; column < row.size(); column++) {
+        row[column] = column;
+    }
     for (std::size_t line = 1; line <= one.size(); line++) {
         std::size_t above = row[0];
         row[0] = line;

@@ -49,7 +49,9 @@ std::string summary(const std::vector<Finding>& findings)
     };
     std::string text;
     const auto add = [&text](std::size_t number, const std::string& words) {
-        text += number == 0 ? "" : (text.empty() ? "" : ", ") + words;
+        if (number > 0) {
+            text += (text.empty() ? "" : ", ") + words;
+        }
     };
     const std::size_t errors = count(State::error);
     const std::size_t warnings = count(State::warning);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <unistd.h>
 
 #include "ManagerCore/Crucible/CrucibleHealth.h"
 #include "ManagerCore/Crucible/CrucibleProbe.h"
@@ -17,6 +16,8 @@ namespace
 
 using Path = std::filesystem::path;
 
+std::string targetOf(const CrucibleLink& link) { return inQuotes(link.target.value_or(Path())); }
+
 // What is wrong with a link that stands there; absent when it leads somewhere.
 std::optional<std::string> faultOf(const CrucibleLink& link)
 {
@@ -24,7 +25,7 @@ std::optional<std::string> faultOf(const CrucibleLink& link)
         return std::nullopt;
     }
     return standingOf(link.link) == Standing::circle ? std::string(" leads in a circle")
-                                                     : " leads to " + inQuotes(*link.target) + ", where nothing is";
+                                                     : " leads to " + targetOf(link) + ", where nothing is";
 }
 
 void lookAtRootLink(Report& report, const CrucibleLink& link)
@@ -37,7 +38,7 @@ void lookAtRootLink(Report& report, const CrucibleLink& link)
     } else if (const auto fault = faultOf(link)) {
         report.fail(named + *fault + advice);
     } else if (!FilePath::isFolder(link.link)) {
-        report.fail(named + " leads to " + inQuotes(*link.target) + ", which is no folder" + advice);
+        report.fail(named + " leads to " + targetOf(link) + ", which is no folder" + advice);
     } else if (link.target == link.link) {
         report.ok("In place of the root link stands the store itself, the folder " + inQuotes(link.link) + ".");
     } else {
@@ -74,9 +75,8 @@ void lookAtServedLink(Report& report, const CrucibleTopology& topology)
 void lookBelow(Report& report, const Path& root)
 {
     const std::string named = "The store " + inQuotes(root);
-    if (!FilePath::isFolder(root) || !isAllowed(root, R_OK | X_OK)) {
-        report.fail(named + (FilePath::isFolder(root) ? " may not be looked into" : " is no folder")
-                    + ": see to what stands there.");
+    if (const auto fault = faultOfFolder(root)) {
+        report.fail(named + " " + *fault + ": see to what stands there.");
         return;
     }
     const auto findings = CrucibleHealth::scan(root);

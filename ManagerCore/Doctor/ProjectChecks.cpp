@@ -19,9 +19,7 @@ namespace
 
 using Path = std::filesystem::path;
 
-bool isReadableFolder(const Path& folder) { return FilePath::isFolder(folder) && isAllowed(folder, R_OK | X_OK); }
-
-bool hasProject(const Subject& subject) { return isReadableFolder(FilePath::fromText(subject.projectDir)); }
+bool hasProject(const Subject& subject) { return !faultOfFolder(FilePath::fromText(subject.projectDir)); }
 
 void lookAtScript(Report& report, const Path& script)
 {
@@ -124,12 +122,10 @@ std::vector<Finding> checkProjectFolder(const Subject& subject)
     }
     const Path folder = FilePath::fromText(subject.projectDir);
     const std::string named = "The project folder " + inQuotes(folder);
-    if (hasProject(subject)) {
-        report.ok(named + " is there.");
-    } else if (const Standing standing = standingOf(folder); standing == Standing::folder) {
-        report.fail(named + " may not be looked into" + advice);
+    if (const auto fault = faultOfFolder(folder)) {
+        report.fail(named + " " + *fault + advice);
     } else {
-        report.fail(named + " " + (standing == Standing::file ? "is no folder" : told(standing)) + advice);
+        report.ok(named + " is there.");
     }
     return report.take();
 }
@@ -155,18 +151,9 @@ std::vector<Finding> checkCatalog(const Subject& subject)
     const std::string dir = ModelInstaller::installModelsDir(subject.projectDir);
     const Path folder = FilePath::appending(dir, "catalog");
     const std::string named = "The catalog " + inQuotes(folder);
-    if (!isReadableFolder(folder)) {
-        const Standing standing = standingOf(folder);
-        const std::string fault = standing == Standing::folder ? "may not be looked into"
-            : standing == Standing::file                       ? "is no folder"
-                                                               : told(standing);
-        const std::string sentence
-            = named + " " + fault + ", so no models are offered: put it beside the project folder.";
-        if (standing == Standing::missing) {
-            report.warn(sentence);
-        } else {
-            report.fail(sentence);
-        }
+    if (const auto fault = faultOfFolder(folder)) {
+        report.lacks(standingOf(folder),
+                     named + " " + *fault + ", so no models are offered: put it beside the project folder.");
         return report.take();
     }
     const std::vector<ModelCatalog::Entry> entries = ModelCatalog::entries(dir);

@@ -36,6 +36,11 @@ void Report::warn(std::string sentence) { add(State::warning, std::move(sentence
 
 void Report::fail(std::string sentence) { add(State::error, std::move(sentence)); }
 
+void Report::lacks(Standing standing, std::string sentence)
+{
+    add(standing == Standing::missing ? State::warning : State::error, std::move(sentence));
+}
+
 void Report::add(State state, std::string sentence)
 {
     findings_.push_back({.check = check_, .state = state, .message = std::move(sentence)});
@@ -59,8 +64,10 @@ std::string joined(const std::vector<std::string>& words)
 {
     std::string text;
     for (std::size_t index = 0; index < words.size(); index++) {
-        const bool last = index + 1 == words.size();
-        text += (index == 0 ? "" : last ? " and " : ", ") + words[index];
+        if (index > 0) {
+            text += index + 1 == words.size() ? " and " : ", ";
+        }
+        text += words[index];
     }
     return text;
 }
@@ -82,7 +89,10 @@ Standing standingOf(const std::filesystem::path& path)
 {
     struct stat facts {};
     if (::stat(path.c_str(), &facts) == 0) {
-        return S_ISREG(facts.st_mode) ? Standing::file : S_ISDIR(facts.st_mode) ? Standing::folder : Standing::device;
+        if (S_ISDIR(facts.st_mode)) {
+            return Standing::folder;
+        }
+        return S_ISREG(facts.st_mode) ? Standing::file : Standing::device;
     }
     switch (errno) {
     case ELOOP:
@@ -119,6 +129,18 @@ std::string told(Standing standing)
 bool isAllowed(const std::filesystem::path& path, int mode)
 {
     return ::faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
+std::optional<std::string> faultOfFolder(const std::filesystem::path& path)
+{
+    const Standing standing = standingOf(path);
+    if (standing == Standing::file) {
+        return "is no folder";
+    }
+    if (standing != Standing::folder) {
+        return told(standing);
+    }
+    return isAllowed(path, R_OK | X_OK) ? std::nullopt : std::optional<std::string>("may not be looked into");
 }
 
 std::optional<std::string> faultOfProgram(const std::filesystem::path& path)

@@ -14,6 +14,10 @@
 namespace ManagerCore::Doctor
 {
 
+// What stands at a path, links followed.
+enum class Standing : std::uint8_t { file, folder, device, dangling, circle, hidden, missing };
+Standing standingOf(const std::filesystem::path& path);
+
 // The findings of one check.
 class Report
 {
@@ -23,6 +27,8 @@ public:
     void ok(std::string sentence);
     void warn(std::string sentence);
     void fail(std::string sentence);
+    // A warning of what is missing, an error of what stands in its place.
+    void lacks(Standing standing, std::string sentence);
 
     // Few enough to be read: of very many the worst, and how many more there are.
     std::vector<Finding> take();
@@ -50,15 +56,14 @@ std::string counted(std::size_t count, const std::string& one, const std::string
 // The system's sentence with what to do about it.
 std::string advised(std::string sentence, const std::string& advice);
 
-// What stands at a path, links followed.
-enum class Standing : std::uint8_t { file, folder, device, dangling, circle, hidden, missing };
-Standing standingOf(const std::filesystem::path& path);
-
 // "is a folder", "is not there"
 std::string told(Standing standing);
 
 // Whether the system lets this process do that (R_OK, X_OK or both) with what stands there.
 bool isAllowed(const std::filesystem::path& path, int mode);
+
+// Why a folder cannot be looked into, as the words that follow its name; absent where it can.
+std::optional<std::string> faultOfFolder(const std::filesystem::path& path);
 
 // Why a program cannot be run from there, as the words that follow its name; absent where it can.
 std::optional<std::string> faultOfProgram(const std::filesystem::path& path);

@@ -274,7 +274,7 @@ TEST_F(DatabasesCheckTest, TheFolderMayBeEmptyOrNone)
                     "CM_DATABASES_DIR."));
     write(databases(), "");
     EXPECT_THAT(said(),
-                ElementsAre("error: The folder of database descriptors “databases” is a file: name another one with "
+                ElementsAre("error: The folder of database descriptors “databases” is no folder: name another one with "
                             "CM_DATABASES_DIR."));
     const EnvironmentVariable none("CM_DATABASES_DIR", "");
     EXPECT_THAT(
