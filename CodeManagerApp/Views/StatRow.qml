@@ -69,7 +69,7 @@ Item {
             id: text
 
             text: root.value
-            font: root.path ? Theme.font.monospaced : root.judged ? Theme.font.strong : Theme.font.body
+            font: root.path && root.value !== "—" ? Theme.font.monospaced : root.judged ? Theme.font.strong : Theme.font.body
             color: root.good === true ? Theme.color.goodText : root.good === false ? Theme.color.badText : Theme.color.ink
             wrapMode: TextEdit.WrapAtWordBoundaryOrAnywhere
             Layout.fillWidth: true
