@@ -39,6 +39,7 @@ test   mkfs.ext4        e2fsprogs                            -
 test   mkfs.xfs         xfsprogs                             -
 test   mkfs.btrfs       btrfs-progs                          -
 test   setfattr         attr                                 -
+test   -                locales                              -
 test   pgrep            procps                               -
 test   python3          python3                              -
 test   mandoc           mandoc                               mandoc

@@ -85,7 +85,7 @@ TEST_F(ServiceTest, StartsRestartsAndStopsARealAgent)
 TEST_F(ServiceTest, StartedTwiceAtOnceItRunsOnce)
 {
     const Running::Setting setting {.environment = environment(), .folder = home()};
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 3; ++round) {
         Running first({program(), "service", "start"}, setting);
         Running second({program(), "service", "start"}, setting);
         const std::multiset<std::string> endings {first.ending(), second.ending()};

@@ -89,17 +89,11 @@ std::string SurroundingsTest::answers(const Surroundings& surroundings, const st
 {
     std::string told;
     for (const Words& words : std::vector<Words> {{"status"},
-                                                  {"identity"},
                                                   {"scan"},
                                                   {"size", "from", "süß 漢字"},
-                                                  {"service", "status"},
                                                   {"model", "show"},
-                                                  {"model", "slug"},
-                                                  {"database", "list"},
-                                                  {"crucible", "roots"},
                                                   {"crucible", "check"},
                                                   {"crucible", "backup"},
-                                                  {"crucible", "repair", "--dry-run"},
                                                   {"trash", "--dry-run", "süß 漢字"}}) {
         const Out out = run(words, surroundings);
         told += "$" + joined(words) + "\n" + out.stdout + out.stderr + "exit " + std::to_string(out.code) + "\n";

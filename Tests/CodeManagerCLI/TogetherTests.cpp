@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 class TogetherTest : public SurroundingsTest
 {
 protected:
-    static constexpr int rounds = 12;
+    static constexpr int rounds = 6;
 
     struct Ended {
         std::string how;
