@@ -126,9 +126,8 @@ TEST_F(FocusTest, goesOnWhenTheWayToStopGoes)
     tabTo(QStringLiteral("Stop the operation"));
     progress.end();
     model().setBusy(false);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return focused() != nullptr; }, TestSupport::patience));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return focused() != nullptr; }, TestSupport::patience));
     settle();
-    EXPECT_NE(qobject_cast<QQuickItem*>(focused()->object()), nullptr);
     key(Qt::Key_Tab);
     EXPECT_NE(focused(), nullptr);
 }
