@@ -132,7 +132,7 @@ TEST_F(FocusTest, goesOnWhenTheWayToStopGoes)
     EXPECT_NE(focused(), nullptr);
 }
 
-TEST_F(FocusTest, leavesARowWhoseTextWasClicked)
+TEST_F(FocusTest, comesBackToARowAndNotToItsTextThatWasClicked)
 {
     showPane(Pane::overview);
     QAccessibleInterface* const row = find(QStringLiteral("Status: Not installed"));
@@ -146,6 +146,8 @@ TEST_F(FocusTest, leavesARowWhoseTextWasClicked)
     EXPECT_EQ(toUtf8(focusedName()), "Refresh");
     key(Qt::Key_Tab);
     EXPECT_EQ(toUtf8(focusedName()), "Status: Not installed");
+    EXPECT_EQ(window().activeFocusItem(), find(QStringLiteral("Status: Not installed"))->object())
+        << "a text shows no ring";
 }
 
 TEST_F(FocusTest, isAlwaysInSight)
