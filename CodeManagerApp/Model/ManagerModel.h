@@ -222,7 +222,7 @@ public:
     void setSectionIndex(int index);
     [[nodiscard]] bool refreshing() const { return refreshes_ > 0; }
     // Whether something runs that closing the window would cut short.
-    [[nodiscard]] bool operationRuns() const { return busy() || crucibleBusy(); }
+    [[nodiscard]] bool operationRuns() const { return busy() || crucibleBusy() || works_ > 0; }
     [[nodiscard]] QList<StatRowValue> overviewRows() const;
     [[nodiscard]] QList<SpaceShare> spaceShares() const;
     [[nodiscard]] QString spaceTotal() const;
@@ -330,6 +330,12 @@ private:
     void end(bool good);
     // The same once there is a project folder, with the first words of the console; else it says what is missing.
     bool beginWithProject(const QString& name, const std::string& firstWords, std::size_t steps = 1);
+    // Of an operation beside which others may run: the first of them that ends resets the flags that they share.
+    void beginWork() { change(works_, works_ + 1, &ManagerModel::operationRunsChanged); }
+    void endWork() { change(works_, works_ - 1, &ManagerModel::operationRunsChanged); }
+    // The same where links of the store are changed or written down.
+    void beginCrucibleWork();
+    void endCrucibleWork();
     void append(const QString& text);
     // What is ticked, in the catalog's order.
     [[nodiscard]] std::vector<ManagerCore::CatalogModel> checkedModels() const;
@@ -371,6 +377,7 @@ private:
     bool installDesktopChecked_ = true;
 
     int refreshes_ = 0;
+    int works_ = 0; // operations under way that may run beside others
     bool scanned_ = false;
     bool checking_ = false;
     std::vector<ManagerCore::Doctor::Finding> findings_;

@@ -77,6 +77,18 @@ QCoro::Task<> ManagerModel::refreshCrucible()
     setCrucibleBusy(false);
 }
 
+void ManagerModel::beginCrucibleWork()
+{
+    beginWork();
+    setCrucibleBusy(true);
+}
+
+void ManagerModel::endCrucibleWork()
+{
+    setCrucibleBusy(false);
+    endWork();
+}
+
 QCoro::Task<> ManagerModel::setCrucibleRoot(std::filesystem::path folder)
 {
     checkThread();
@@ -84,10 +96,10 @@ QCoro::Task<> ManagerModel::setCrucibleRoot(std::filesystem::path folder)
         co_return;
     }
     const std::filesystem::path link = crucible_->rootLink.link;
-    setCrucibleBusy(true);
+    beginCrucibleWork();
     const CrucibleAdmin::Outcome outcome = co_await inBackground(&CrucibleAdmin::setRoot, link, std::move(folder));
     setConsole(fromUtf8(outcome.message));
-    setCrucibleBusy(false);
+    endCrucibleWork();
     refreshCrucible();
 }
 
@@ -102,11 +114,11 @@ QCoro::Task<> ManagerModel::serveFrom(std::size_t site)
     if (site >= topology.sites.size()) {
         co_return;
     }
-    setCrucibleBusy(true);
+    beginCrucibleWork();
     const CrucibleAdmin::Outcome outcome
         = co_await inBackground(&CrucibleServing::serve, topology, topology.sites[site]);
     setConsole(fromUtf8(outcome.message));
-    setCrucibleBusy(false);
+    endCrucibleWork();
     if (outcome.ok) {
         perform(ServiceOp::restart);
     } else {
@@ -126,29 +138,29 @@ QCoro::Task<> ManagerModel::checkLinks()
 
 QCoro::Task<> ManagerModel::repairLinks()
 {
-    setCrucibleBusy(true);
+    beginCrucibleWork();
     const auto results = co_await inBackground(&repairAll);
     setConsole(CruciblePane::outcome(results));
     dangling_ = static_cast<int>(std::ranges::count(results, false, &CrucibleRepair::Result::repaired));
     Q_EMIT danglingChanged();
-    setCrucibleBusy(false);
+    endCrucibleWork();
     refreshCrucible();
 }
 
 QCoro::Task<> ManagerModel::backUpLinks(std::filesystem::path file)
 {
-    setCrucibleBusy(true);
+    beginCrucibleWork();
     const QString text = co_await inBackground(&backUpTo, std::move(file));
     setConsole(text);
-    setCrucibleBusy(false);
+    endCrucibleWork();
 }
 
 QCoro::Task<> ManagerModel::restoreLinks(std::filesystem::path file)
 {
-    setCrucibleBusy(true);
+    beginCrucibleWork();
     const QString text = co_await inBackground(&restoreFrom, std::move(file));
     setConsole(text);
-    setCrucibleBusy(false);
+    endCrucibleWork();
     refreshCrucible();
 }
 

@@ -107,11 +107,13 @@ QCoro::Task<> ManagerModel::moveChosenToTrash()
         co_return;
     }
     const bool alone = begin(QStringLiteral("Moving to the Trash"));
+    beginWork();
     const Moved moved = co_await inBackground(&moveAll, std::move(paths));
     setConsole(moved.outcome);
     if (alone) {
         end(std::ranges::all_of(moved.results, &Remover::Result::trashed));
     }
+    endWork();
     scan();
 }
 

@@ -42,11 +42,13 @@ QCoro::Task<> ManagerModel::perform(ServiceOp op)
         co_return;
     }
     const bool alone = begin(ServicePane::doing(op));
+    beginWork();
     const Proc::Out out = co_await inBackground(&carryOut, op, actions_.launchAgent);
     setConsole(ServicePane::outcome(op, out));
     if (alone) { // else what ran before goes on, and says when it ends
         end(out.ok());
     }
+    endWork();
     refresh();
 }
 

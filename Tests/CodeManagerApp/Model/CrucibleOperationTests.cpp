@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <functional>
 
 #include "CodeManagerApp/Model/ManagerModel.h"
 #include "CodeManagerApp/Model/QtText.h"
@@ -214,6 +215,25 @@ TEST_F(CrucibleOperationTest, linksAreBackedUpAndRestored)
     model.backUpLinks(scratch() / "no folder/links.toml");
     ASSERT_TRUE(settled(model));
     EXPECT_TRUE(model.console().startsWith(QStringLiteral("The links could not be backed up: ")));
+}
+
+TEST_F(CrucibleOperationTest, whatEndsFirstHidesNothingThatStillRuns)
+{
+    ManagerModel model(identity_, actions_);
+    probe(model);
+    using Operation = std::function<void()>;
+    for (const Operation& begin : {Operation([&] { model.serveFrom(1); }),
+                                   Operation([&] { model.repairLinks(); }),
+                                   Operation([&] { model.backUpLinks(scratch() / "links.toml"); }),
+                                   Operation([&] { model.restoreLinks(scratch() / "links.toml"); }),
+                                   Operation([&] { model.setCrucibleRoot(home() / "far"); })}) {
+        begin();
+        model.setCrucibleBusy(false); // as another one does that ends
+        EXPECT_TRUE(model.operationRuns());
+        EXPECT_TRUE(until(model, &ManagerModel::operationRunsChanged, [&model] { return !model.operationRuns(); }));
+        EXPECT_FALSE(model.console().isEmpty());
+        model.setConsole({});
+    }
 }
 
 TEST_F(CrucibleOperationTest, aChosenFileKeepsItsBytes)

@@ -117,6 +117,18 @@ TEST_F(ServiceOperationTest, theButtonsSayWhyTheyCannotBePressed)
     EXPECT_EQ(toUtf8(model.serviceActions().first().reason), "Another operation is running.");
 }
 
+TEST_F(ServiceOperationTest, whatRunsBesideAnotherOperationRunsToItsOwnEnd)
+{
+    ManagerModel model({}, actions_);
+    model.setBusy(true); // by another operation
+    model.perform(ServiceOp::stop);
+    model.setBusy(false); // which ends first
+    EXPECT_TRUE(model.operationRuns());
+    ASSERT_TRUE(until(model, &ManagerModel::operationRunsChanged, [&model] { return !model.operationRuns(); }));
+    EXPECT_EQ(toUtf8(model.console()), "Stop failed (3)\nBoot-out failed: 3: No such process\n");
+    EXPECT_TRUE(refreshed(model));
+}
+
 TEST_F(ServiceOperationTest, anIndexThatIsNoneDoesNothing)
 {
     ManagerModel model({}, actions_);
