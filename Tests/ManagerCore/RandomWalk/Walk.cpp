@@ -148,6 +148,15 @@ bool liesInParts(const Tree& tree, const Snapshot& after, const std::set<std::st
     });
 }
 
+// One that has a single name, so that nothing else changes with it.
+auto firstFileIn(const Snapshot& now, const std::string& folder)
+{
+    return std::ranges::find_if(now.places, [&folder](const auto& entry) {
+        std::error_code error;
+        return entry.second.isFile() && liesIn(entry.first, folder) && fs::hard_link_count(entry.first, error) == 1;
+    });
+}
+
 bool cameFrom(const TrashItem& item, const std::string& place)
 {
     return item.origin == place || placeOf(item.origin) == place
@@ -318,6 +327,9 @@ std::string Walk::ownersDoing()
     if (turn < 86) {
         return world_.tidyUp(now_);
     }
+    if (turn < 90) {
+        return world_.changeDatabase();
+    }
     return world_.handleDrive();
 }
 
@@ -426,11 +438,16 @@ Walk::Way Walk::someMove()
 
 Report Walk::move()
 {
-    enum class Trouble : std::uint8_t { none, stop, fill, pullSource, pullDestination, addition };
-    static constexpr std::array<const char*, 6> names {
-        "", " stopped", " destination filled", " source pulled", " destination pulled", " file added"};
+    enum class Trouble : std::uint8_t { none, stop, fill, pullSource, pullDestination, addition, rewriting };
+    static constexpr std::array<const char*, 7> names {"",
+                                                       " stopped",
+                                                       " destination filled",
+                                                       " source pulled",
+                                                       " destination pulled",
+                                                       " file added",
+                                                       " file rewritten"};
     const auto [node, from, to] = someMove();
-    const auto trouble = dice_.chance(65) ? Trouble::none : static_cast<Trouble>(1 + dice_.below(5));
+    const auto trouble = dice_.chance(65) ? Trouble::none : static_cast<Trouble>(1 + dice_.below(6));
     const std::size_t moment = dice_.below(6);
     Drive* const source = world_.driveOf(FilePath::resolved(from));
     Drive* const destination = world_.driveOf(FilePath::resolved(to));
@@ -447,6 +464,8 @@ Report Walk::move()
     checkUntouched("foretelling a move");
     std::size_t pieces = 0;
     bool taken = false;
+    std::optional<Entry> rewritten;
+    const auto victim = firstFileIn(now_, nodePlace);
     TreeCopier::Watcher watcher([&](const TreeCopier::Progress&) {
         if (pieces++ != moment) {
             return;
@@ -459,11 +478,16 @@ Report Walk::move()
             taken = pulled->takeAway();
         } else if (trouble == Trouble::addition) {
             world_.addFile(addition, 50);
+        } else if (trouble == Trouble::rewriting && victim != now_.places.end()) {
+            rewritten = world_.rewrite(victim->first, victim->second);
         }
     });
     const Outcome outcome = held([&] { return CrucibleMove::relocate(node, from, to, &watcher); });
     if (taken && !pulled->bringBack()) {
         complain("the drive does not come back");
+    }
+    if (rewritten) {
+        now_.places[victim->first] = *rewritten;
     }
     countDone("move", outcome.ok);
     Report report {.told = "move " + node.string() + " from " + from.string() + " to " + to.string()

@@ -262,6 +262,29 @@ bool World::addFile(const fs::path& file, std::size_t size)
     return written;
 }
 
+std::optional<Entry> World::rewrite(const fs::path& file, const Entry& entry)
+{
+    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+    struct stat facts {};
+    if (descriptor < 0 || ::fstat(descriptor, &facts) != 0) {
+        return std::nullopt;
+    }
+    std::string bytes = contents(static_cast<std::size_t>(facts.st_size));
+    ledger_.erase(sumOf(bytes));
+    bytes.resize(static_cast<std::size_t>(facts.st_size));
+    const bool written = ::pwrite(descriptor, bytes.data(), bytes.size(), 0) == facts.st_size;
+    ::fstat(descriptor, &facts);
+    ::close(descriptor);
+    ledger_.erase(entry.what); // overwritten by its owner
+    if (!written) {
+        return std::nullopt;
+    }
+    ledger_.insert(sumOf(bytes));
+    return Entry {.mode = facts.st_mode,
+                  .modified = facts.st_mtim.tv_sec * 1'000'000'000LL + facts.st_mtim.tv_nsec,
+                  .what = sumOf(bytes)};
+}
+
 void World::makeLinks()
 {
     TestSupport::makeLink(rootLink(), volumes() / "Vault/store");
@@ -323,6 +346,22 @@ void World::makeModelAt(const fs::path& folder)
             fs::remove(folder / "holes", error);
         }
     }
+}
+
+std::string World::changeDatabase()
+{
+    const fs::path source = projects() / (dice_.chance(50) ? "orchid" : "quill");
+    const fs::path file = source / ("version " + std::to_string(dice_.below(3)));
+    std::error_code error;
+    if (isFree(file)) {
+        return addFile(file, 100 + dice_.below(500)) ? "owner: adds " + file.string() : "";
+    }
+    const fs::path other = source / ("version " + std::to_string(dice_.below(3)));
+    if (!isFree(other)) {
+        return {};
+    }
+    fs::rename(file, other, error);
+    return error ? "" : "owner: renames " + file.string();
 }
 
 std::string World::makeModel()

@@ -4,6 +4,7 @@
 #include <deque>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -105,10 +106,14 @@ public:
     std::string handleDrive();
     // The stores are folders again and the two links lead into them.
     std::string tidyUp(const Snapshot& now);
+    // The source of a database is not what was installed from it any more.
+    std::string changeDatabase();
     // Every folder and file can be written to by its owner again.
     std::string restoreModes(const Snapshot& now);
     // A new file where none stands; false when it cannot be made.
     bool addFile(const fs::path& file, std::size_t size);
+    // Writes other bytes into a file, as many as it has; gives what it is then.
+    std::optional<Entry> rewrite(const fs::path& file, const Entry& entry);
 
     // Which contents there must be somewhere, as far as their drives are here.
     [[nodiscard]] std::set<std::string> missingIn(const Snapshot& now) const;
