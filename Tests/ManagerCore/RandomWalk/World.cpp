@@ -351,17 +351,14 @@ void World::makeModelAt(const fs::path& folder)
 std::string World::changeDatabase()
 {
     const fs::path source = projects() / (dice_.chance(50) ? "orchid" : "quill");
-    const fs::path file = source / ("version " + std::to_string(dice_.below(3)));
+    const fs::path one = source / "version one";
+    const fs::path two = source / "version two";
+    if (isFree(one) && isFree(two)) {
+        return addFile(one, 300) ? "owner: adds " + one.string() : "";
+    }
     std::error_code error;
-    if (isFree(file)) {
-        return addFile(file, 100 + dice_.below(500)) ? "owner: adds " + file.string() : "";
-    }
-    const fs::path other = source / ("version " + std::to_string(dice_.below(3)));
-    if (!isFree(other)) {
-        return {};
-    }
-    fs::rename(file, other, error);
-    return error ? "" : "owner: renames " + file.string();
+    fs::rename(isFree(one) ? two : one, isFree(one) ? one : two, error);
+    return error ? "" : "owner: changes " + source.string();
 }
 
 std::string World::makeModel()
