@@ -172,9 +172,8 @@ private:
         const QRectF place = item.mapRectToScene(item.boundingRect());
         if (item.inherits("QQuickRectangle")) {
             drawn_.append({place, item.property("color").value<QColor>(), opacity});
-        } else if (enabled && item.inherits("QQuickText") && !item.property("text").toString().isEmpty()) {
-            expect(item, item.property("text").toString(), opacity, place, forText);
-        } else if (enabled && item.inherits("QQuickTextEdit")) {
+        } else if (enabled && (item.inherits("QQuickText") || item.inherits("QQuickTextEdit"))
+                   && !item.property("text").toString().isEmpty()) {
             expect(item, item.property("text").toString(), opacity, place, forText);
         } else if (enabled && item.inherits("QQuickImage") && !isDecoration(item)) {
             expect(*item.parentItem(), item.property("source").toUrl().toString(), opacity, place, forGraphics);
