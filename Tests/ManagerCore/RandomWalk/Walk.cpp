@@ -588,11 +588,13 @@ Walk::reportOf(const std::string& told, Results results, const Results& foretold
     report.thenCheck = [this, results, placesBefore](const Snapshot& /*before*/, const Snapshot& after) {
         const std::vector<std::string> places = placesOf(results);
         for (std::size_t index = 0; index < results.size(); index++) {
-            // A link of later may have taken the place, or a folder above it, or lead the path elsewhere.
+            // What a later link took the place of may have been on the way to this one.
             const bool wasLast = places[index] == placesBefore.at(index)
-                && std::none_of(places.begin() + static_cast<std::ptrdiff_t>(index) + 1,
-                                places.end(),
-                                [&](const std::string& later) { return liesIn(places[index], later); });
+                && std::none_of(results.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+                                results.end(),
+                                [](const CrucibleRepair::Result& later) {
+                                    return later.repaired || later.message.starts_with(linkNotUpdated);
+                                });
             const auto now = after.places.find(places[index]);
             if (results[index].repaired && wasLast && (now == after.places.end() || !now->second.isLink())) {
                 complain("no link stands at " + places[index] + ", but " + described(after, places[index]));
