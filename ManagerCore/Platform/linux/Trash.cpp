@@ -111,15 +111,43 @@ placeOf(const struct stat& item, const std::string& name, const std::optional<st
     return std::nullopt;
 }
 
+// The folder that an item is taken from, held open: the way to it may lead through the item itself.
+class Origin
+{
+public:
+    explicit Origin(const std::filesystem::path& path)
+        : folder_(::open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
+        , name_(path.filename())
+    {
+    }
+    ~Origin()
+    {
+        if (folder_ >= 0) {
+            ::close(folder_);
+        }
+    }
+    Origin(const Origin&) = delete;
+    Origin& operator=(const Origin&) = delete;
+
+    [[nodiscard]] bool takeBack(const std::filesystem::path& item) const
+    {
+        return folder_ >= 0 && ::renameat2(AT_FDCWD, item.c_str(), folder_, name_.c_str(), RENAME_NOREPLACE) == 0;
+    }
+
+private:
+    int folder_;
+    std::filesystem::path name_;
+};
+
 // GIO does not tell when there was no room for the note: the item would lie in the Trash and could not be put back.
 // Then it is put back here. True when it was.
-bool putBackWithoutNote(const Place& place, const std::filesystem::path& path)
+bool putBackWithoutNote(const Place& place, const Origin& origin)
 {
     struct stat note {};
     if (::stat(place.note.c_str(), &note) == 0 && note.st_size > 0) {
         return false;
     }
-    if (::renameat2(AT_FDCWD, place.item.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0) {
+    if (!origin.takeBack(place.item)) {
         return false;
     }
     ::unlink(place.note.c_str());
@@ -139,11 +167,12 @@ std::optional<std::string> moveToTrash(const std::filesystem::path& path)
         g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str()), &g_object_unref);
     GError* error = nullptr;
     const auto volume = volumeOf(path.parent_path());
+    const Origin origin(path);
     if (g_file_trash(file.get(), nullptr, &error) != FALSE) {
         const auto mountPoint = volume ? std::optional(volume->mountPoint) : std::nullopt;
         const auto place = placeOf(facts, path.filename().string(), mountPoint);
-        return place && putBackWithoutNote(*place, path) ? std::optional(ErrorText::trashing(ENOSPC, path))
-                                                         : std::nullopt;
+        return place && putBackWithoutNote(*place, origin) ? std::optional(ErrorText::trashing(ENOSPC, path))
+                                                           : std::nullopt;
     }
     const std::unique_ptr<GError, decltype(&g_error_free)> owner(error, &g_error_free);
     return sentenceOf(*error, path);

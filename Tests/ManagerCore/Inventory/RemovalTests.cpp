@@ -386,6 +386,25 @@ INSTANTIATE_TEST_SUITE_P(Trash, FullVolumeTest, testing::Bool(), [](const auto& 
     return info.param ? "thatWasThere" : "thatIsNotThereYet";
 });
 
+TEST_F(RemovalTest, aFullVolumeKeepsALinkThatIsReachedThroughItself)
+{
+    const TestSupport::MountedVolume volume(scratch() / "small drive", "ext4", 8);
+    if (!volume.mounted()) {
+        GTEST_SKIP() << "mounting a volume takes root";
+    }
+    write(volume.path() / "earlier", "x");
+    ASSERT_TRUE(Remover::trash({volume.path() / "earlier"}).front().trashed);
+    const fs::path link = volume.path() / "here";
+    fs::create_symlink(".", link);
+    fill(volume.path());
+    const Snapshot before = snapshotOf(volume.path());
+    const Remover::Result result = Remover::trash({link / "here"}).front();
+    EXPECT_FALSE(result.trashed);
+    EXPECT_EQ(result.error, "“here” couldn’t be moved to the trash because the volume is full.");
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(snapshotOf(volume.path()), before);
+}
+
 TEST_F(RemovalTest, aReadOnlyVolumeKeepsItsItemsAndTheOthersAreMoved)
 {
     const TestSupport::MountedVolume volume(scratch() / "drive of old", "ext4", 8);
