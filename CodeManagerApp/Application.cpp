@@ -29,6 +29,7 @@ using namespace std::chrono_literals;
 
 constexpr int patience = 500; // milliseconds that children have to end when the window was closed
 constexpr std::chrono::milliseconds lastWait = 300ms;
+constexpr std::chrono::milliseconds lastWaitForAChange = 5s;
 
 void printUsage()
 {
@@ -81,8 +82,9 @@ ManagerModel* modelOfTheProduct(QObject* parent)
         identity.value_or(Identity::empty), location ? ManagerActions::load(*location) : ManagerActions::empty, parent);
 }
 
-// Runs until the window is closed, then ends what still runs. Work that cannot be ended in time only reads: it is left
-// where it is.
+// Runs until the window is closed, then ends what still runs. Work that only reads is left where it is. What changes
+// links or moves items to the Trash may come to the end of its step; one that takes longer is left between two steps,
+// each of which leaves nothing half done.
 int showWindow(QGuiApplication& application)
 {
     ManagerModel* const model = modelOfTheProduct(&application);
@@ -96,7 +98,7 @@ int showWindow(QGuiApplication& application)
         QGuiApplication::exec();
     }
     Proc::stopAll(patience);
-    if (!model->settles(lastWait)) {
+    if (!model->settles(model->operationRuns() ? lastWaitForAChange : lastWait)) {
         std::_Exit(EXIT_SUCCESS);
     }
     return EXIT_SUCCESS;
