@@ -4,7 +4,7 @@ import CodeManager
 
 // What a check has found: what was looked at, how it stands with that, and what to do. The message can be selected, and
 // copied as a whole while the row has the focus.
-FocusScope {
+Item {
     id: root
 
     required property findingValue finding
@@ -20,12 +20,7 @@ FocusScope {
     Accessible.focusable: true
     Accessible.focused: root.activeFocus
     Keys.onPressed: event => {
-        if (event.matches(StandardKey.Copy) && message.selectedText === "") {
-            message.selectAll();
-            message.copy();
-            message.deselect();
-            event.accepted = true;
-        }
+        event.accepted = event.matches(StandardKey.Copy) && message.copyWhole();
     }
 
     Rectangle {
@@ -86,6 +81,6 @@ FocusScope {
 
     FocusRing {
         gap: -2
-        shown: root.activeFocus && !message.activeFocus
+        shown: root.activeFocus
     }
 }

@@ -6,6 +6,16 @@ TextEdit {
 
     property string name: ""
 
+    // The whole text, unless some of it is selected: then that is meant, and false comes back.
+    function copyWhole(): bool {
+        if (root.selectedText !== "")
+            return false;
+        root.selectAll();
+        root.copy();
+        root.deselect();
+        return true;
+    }
+
     readOnly: true
     selectByMouse: true
     selectByKeyboard: true

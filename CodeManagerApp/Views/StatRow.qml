@@ -22,12 +22,7 @@ Item {
     Accessible.focusable: true
     Accessible.focused: root.activeFocus
     Keys.onPressed: event => {
-        if (event.matches(StandardKey.Copy) && text.selectedText === "") {
-            text.selectAll();
-            text.copy();
-            text.deselect();
-            event.accepted = true;
-        }
+        event.accepted = event.matches(StandardKey.Copy) && text.copyWhole();
     }
 
     Rectangle {
