@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "ManagerCore/Platform/Platform.h"
+
 namespace ManagerCore::Parallel
 {
 
@@ -19,7 +21,10 @@ std::vector<std::thread> started(std::size_t others, const std::function<void(un
     threads.reserve(others);
     for (unsigned lane = 1; lane <= others; lane++) {
         try {
-            threads.emplace_back(body, lane);
+            threads.emplace_back([body, lane] {
+                Platform::yieldToOthers();
+                body(lane);
+            });
         } catch (const std::system_error&) {
             break; // fewer threads do the same work
         }

@@ -10,7 +10,8 @@ namespace ManagerCore::Parallel
 
 // Calls `work` once for every index below `count`, from up to `lanes` threads at once, the caller's among them, in no
 // order; returns when all is done. `lane`, below `lanes`, tells the threads apart and is never used by two at once.
-// Where the system gives fewer threads, those do the same work.
+// Where the system gives fewer threads, those do the same work. The others leave the processor to threads that somebody
+// waits for, so `work` starts no child processes: these would do the same.
 using Work = std::function<void(std::size_t index, unsigned lane)>;
 void forEach(std::size_t count, unsigned lanes, const Work& work);
 

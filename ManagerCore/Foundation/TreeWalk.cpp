@@ -25,6 +25,7 @@ namespace
 
 constexpr std::size_t entriesPerPiece = 1024;
 constexpr std::size_t foldersAlone = 16; // below this a tree is not worth starting threads for
+constexpr std::size_t foldersJudged = 4; // by what it waited in so many, a thread knows whether it waits for the drive
 
 class Descriptor
 {
@@ -124,15 +125,16 @@ public:
     void run()
     {
         Lane first {.number = 0, .pending = {std::string()}};
+        Patience patience;
         for (std::size_t visited = 0; visited < foldersAlone && !first.pending.empty(); visited++) {
             visitNext(first);
         }
         if (first.pending.empty()) {
             return;
         }
-        std::vector<std::thread> others = startOthers();
+        startOthers(patience.isTried(foldersAlone) ? lanes : lanesAtFirst());
         work(first);
-        for (std::thread& other : others) {
+        for (std::thread& other : others_) {
             other.join();
         }
     }
@@ -147,33 +149,65 @@ private:
         std::vector<Entry> entries;
     };
 
-    std::vector<std::thread> startOthers()
+    // How the drive keeps one thread waiting.
+    class Patience
+    {
+    public:
+        // Whether the thread waited for half of the folders, or more, that it visited since it last asked.
+        bool isTried(std::size_t folders)
+        {
+            const std::optional<long> now = Platform::timesWaited();
+            const long before = std::exchange(waited_, now.value_or(0));
+            return !now || *now - before >= static_cast<long>(folders / 2);
+        }
+
+    private:
+        long waited_ = Platform::timesWaited().value_or(0);
+    };
+
+    static unsigned lanesAtFirst() { return std::clamp(2 * std::thread::hardware_concurrency(), 2U, lanes); }
+
+    // Starts threads until there are `wanted`. Where the system gives fewer, those do the same work.
+    void startOthers(unsigned wanted)
     {
         const Parallel::SignalsBlocked blocked;
-        std::vector<std::thread> others;
-        for (unsigned number = 1; number < lanes; number++) {
-            const std::lock_guard lock(mutex_);
-            try {
-                others.emplace_back([this, number] {
+        const std::lock_guard lock(mutex_);
+        try {
+            for (; threads_ < std::min(wanted, lanes); threads_++) {
+                others_.emplace_back([this, number = threads_] {
+                    Platform::yieldToOthers();
                     Platform::ownDescriptors(root_);
                     Lane lane {.number = number};
                     work(lane);
                 });
-                threads_++;
-            } catch (const std::system_error&) {
-                break; // fewer threads do the same work
             }
+        } catch (const std::system_error&) {
+            return;
         }
-        return others;
+    }
+
+    void startAnother()
+    {
+        unsigned wanted = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            wanted = threads_ + 1;
+        }
+        startOthers(wanted);
     }
 
     void work(Lane& lane)
     {
         do {
-            while (!lane.pending.empty()) {
+            Patience patience;
+            for (std::size_t visited = 1; !lane.pending.empty(); visited++) {
                 visitNext(lane);
-                if (idle_.load(std::memory_order_relaxed) > 0 && lane.pending.size() > 1) {
+                const bool othersIdle = idle_.load(std::memory_order_relaxed) > 0;
+                if (othersIdle && lane.pending.size() > 1) {
                     handOver(lane);
+                }
+                if (visited % foldersJudged == 0 && patience.isTried(foldersJudged) && !othersIdle) {
+                    startAnother();
                 }
             }
         } while (takeOver(lane));
@@ -266,6 +300,7 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     std::vector<std::string> shared_; // folders that any thread may take
+    std::vector<std::thread> others_; // grows under the mutex while anything is left to visit
     unsigned threads_ = 1;
     std::atomic<unsigned> idle_ = 0; // changed under the mutex, glanced at without
     bool done_ = false;

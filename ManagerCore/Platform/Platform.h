@@ -67,9 +67,16 @@ bool readFolder(int folder, const std::function<void(std::string_view name, File
 // -1 with errno when it cannot be opened.
 int openFolderAt(int root, const char* path);
 
+// How often the calling thread has waited for anything but a processor; absent where the system does not tell.
+std::optional<long> timesWaited();
+
 // Gives the calling thread, until it ends, a table of descriptors of its own that holds the standard streams and `kept`
 // alone. What it opens and uses then takes no lock that other threads take. Does nothing where the system cannot.
 void ownDescriptors(int kept);
+
+// From now on the calling thread, a worker that nobody waits for by the millisecond, leaves the processor to threads that
+// somebody does wait for. What it starts inherits that on Linux, so it must not start children.
+void yieldToOthers();
 
 // A pipe whose ends no other child process inherits. False with errno when none can be had.
 bool makePipe(std::array<int, 2>& ends);

@@ -1,11 +1,25 @@
 #include "ManagerCore/Platform/Platform.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace ManagerCore::Platform
 {
+
+// A thread is what the kernel gives a priority to, whatever the standard says of processes.
+void yieldToOthers()
+{
+    constexpr int niceness = 10;
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)), niceness);
+}
+
+std::optional<long> timesWaited()
+{
+    rusage usage {};
+    return ::getrusage(RUSAGE_THREAD, &usage) == 0 ? std::optional(usage.ru_nvcsw) : std::nullopt;
+}
 
 bool makePipe(std::array<int, 2>& ends) { return ::pipe2(ends.data(), O_CLOEXEC) == 0; }
 

@@ -1,11 +1,16 @@
 #include "ManagerCore/Platform/Platform.h"
 
 #include <fcntl.h>
+#include <pthread/qos.h>
 #include <sys/event.h>
 #include <unistd.h>
 
 namespace ManagerCore::Platform
 {
+
+void yieldToOthers() { ::pthread_set_qos_class_self_np(QOS_CLASS_UTILITY, 0); }
+
+std::optional<long> timesWaited() { return std::nullopt; }
 
 bool makePipe(std::array<int, 2>& ends)
 {

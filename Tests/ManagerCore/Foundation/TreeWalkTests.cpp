@@ -179,7 +179,10 @@ TEST_F(TreeWalkTest, aWalkKeepsNoPipeOfOthersOpen)
         } else if (othersWork && !looked) {
             ::close(ends[1]);
             char byte = 0;
-            seen = ::read(ends[0], &byte, 1);
+            // A thread that begins has a copy for a moment.
+            for (int wait = 0; wait < 1000 && (seen = ::read(ends[0], &byte, 1)) < 0; wait++) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             looked = true;
         } else {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
