@@ -41,22 +41,28 @@ FocusScope {
         model: root.model
     }
 
-    Loader {
-        id: pane
+    PaneStage {
+        id: stage
 
+        objectName: "stage"
         anchors.left: sidebar.right
         anchors.right: parent.right
         height: parent.height
+        onLeaving: root.keepKeyboard()
         Component.onCompleted: root.load()
     }
 
-    // A view is made with its model, which it requires. The keyboard does not go with the view that it was on.
+    // A view is made with its model, which it requires.
     function load() {
-        const left = pane.activeFocus;
-        pane.setSource(root.model.panes[root.model.section].title + "View.qml", {
+        root.keepKeyboard();
+        stage.show(root.model.panes[root.model.section].title + "View.qml", {
             "model": root.model
         });
-        if (left)
+    }
+
+    // The keyboard does not go with the view that it was on.
+    function keepKeyboard() {
+        if (stage.front.activeFocus)
             sidebar.choose(root.model.section);
     }
 
@@ -120,7 +126,7 @@ FocusScope {
     Shortcut {
         sequences: ["Ctrl+R", "F5"]
         onActivated: {
-            const shown = pane.item as PaneBase;
+            const shown = stage.pane as PaneBase;
             if (shown?.refreshable)
                 shown.refresh();
         }

@@ -36,6 +36,7 @@ ManagerWindow::ManagerWindow(ManagerModel& model)
         return;
     }
     window_.reset(static_cast<QQuickWindow*>(made.release()));
+    engine_.setIncubationController(window_->incubationController()); // what views make bit by bit, it makes
     // Nothing is probed before the window is on screen.
     QObject::connect(
         window_.get(),

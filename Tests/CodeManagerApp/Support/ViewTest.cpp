@@ -86,6 +86,9 @@ void ViewTest::click(const QString& name, QAccessible::Role role)
 
 void ViewTest::settle()
 {
+    const auto* const stage = window().findChild<QQuickItem*>(QStringLiteral("stage"));
+    ASSERT_NE(stage, nullptr);
+    ASSERT_TRUE(QTest::qWaitFor([stage] { return !stage->property("changing").toBool(); }, patience));
     for (int round = 0; round < 3; round++) {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QCoreApplication::processEvents();

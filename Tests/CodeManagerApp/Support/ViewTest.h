@@ -30,7 +30,7 @@ protected:
 
     void press(const QString& name, QAccessible::Role role = QAccessible::Button);
     void click(const QString& name, QAccessible::Role role = QAccessible::Button);
-    // Lets the window do what is due, up to a frame.
+    // Lets the window do what is due, up to a frame: a pane that was asked for is shown then.
     void settle();
 
 private:

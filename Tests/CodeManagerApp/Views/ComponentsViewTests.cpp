@@ -43,6 +43,7 @@ protected:
     void openPane()
     {
         model().setSection(Pane::components);
+        settle();
         settled();
     }
 
