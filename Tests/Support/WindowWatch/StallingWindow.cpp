@@ -1,19 +1,44 @@
-// A window whose interface thread stays away from its event loop once, for as many milliseconds as the argument says:
-// what the watch has to find.
+// A window whose interface thread stays away from its event loop once: what the watch has to find. The first argument
+// says whether it works or waits meanwhile ("works", "waits"), the second for how many milliseconds.
 
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
+#include <string_view>
 #include <thread>
 
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QTimer>
 
+namespace
+{
+
+std::chrono::nanoseconds worked()
+{
+    timespec time {};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+void stayAway(bool working, std::chrono::milliseconds length)
+{
+    if (!working) {
+        std::this_thread::sleep_for(length);
+        return;
+    }
+    for (const std::chrono::nanoseconds end = worked() + length; worked() < end;) {
+    }
+}
+
+} // namespace
+
 int main(int argc, char* argv[])
 {
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const QGuiApplication application(argc, argv);
-    const std::chrono::milliseconds away(argc > 1 ? std::atoi(argv[1]) : 0);
+    const bool working = argc > 1 && std::string_view(argv[1]) == "works";
+    const std::chrono::milliseconds length(argc > 2 ? std::atoi(argv[2]) : 0);
     QQuickWindow window;
     window.resize(200, 200);
     window.setColor(Qt::white);
@@ -21,8 +46,8 @@ int main(int argc, char* argv[])
         &window,
         &QQuickWindow::frameSwapped,
         &window,
-        [away] {
-            std::this_thread::sleep_for(away);
+        [working, length] {
+            stayAway(working, length);
             QTimer::singleShot(0, &QCoreApplication::quit);
         },
         static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::SingleShotConnection));

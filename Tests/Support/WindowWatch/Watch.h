@@ -27,10 +27,14 @@ public:
     static void write();
 
 private:
+    // What the host of a virtual machine took from each of its processors, in the clock ticks of /proc/stat.
+    using Stolen = std::array<long, 64>;
     struct Moment {
         std::int64_t time = 0; // all in nanoseconds
         std::int64_t ran = 0; // had run by then
         std::int64_t delay = 0; // waited for a processor by then
+        long waits = 0; // for anything else: how often
+        Stolen stolen {};
     };
     struct Absence {
         std::int64_t end = 0; // since the program was started
@@ -38,8 +42,11 @@ private:
         std::int64_t delay = 0; // that was not counted
     };
 
+    // How long the thread was away between two moments, not counting when it had no processor.
+    static std::int64_t awayBetween(const Moment& entered, const Moment& left);
     static int pollWatched(void* entries, unsigned count, int timeout);
     [[nodiscard]] Moment now() const;
+    [[nodiscard]] Stolen stolenByNow() const;
     void leave();
     void tellFrame(const Moment& left, std::int64_t away);
     void enter();
@@ -58,6 +65,7 @@ private:
     Moment entered_;
     std::array<Absence, 5> longest_; // the longest first
     int delayFile_ = -1;
+    int processorsFile_ = -1;
 };
 
 } // namespace WindowWatch
