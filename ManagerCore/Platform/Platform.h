@@ -74,8 +74,8 @@ std::optional<long> timesWaited();
 // alone. What it opens and uses then takes no lock that other threads take. Does nothing where the system cannot.
 void ownDescriptors(int kept);
 
-// From now on the calling thread, a worker that nobody waits for by the millisecond, leaves the processor to threads that
-// somebody does wait for. What it starts inherits that on Linux, so it must not start children.
+// From now on the calling thread, a worker that nobody waits for by the millisecond, leaves the processor to threads
+// that somebody does wait for. What it starts inherits that on Linux, so it must not start children.
 void yieldToOthers();
 
 // A pipe whose ends no other child process inherits. False with errno when none can be had.

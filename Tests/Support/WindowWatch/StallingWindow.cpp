@@ -27,8 +27,7 @@ void stayAway(bool working, std::chrono::milliseconds length)
         std::this_thread::sleep_for(length);
         return;
     }
-    for (const std::chrono::nanoseconds end = worked() + length; worked() < end;) {
-    }
+    for (const std::chrono::nanoseconds end = worked() + length; worked() < end;) { }
 }
 
 } // namespace

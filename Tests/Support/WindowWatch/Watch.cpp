@@ -143,8 +143,7 @@ void Watch::leave()
     rounds_++;
     const Moment left = now();
     const std::int64_t length = awayBetween(entered_, left);
-    const Absence absence {
-        .end = left.time - started_, .length = length, .delay = left.time - entered_.time - length};
+    const Absence absence {.end = left.time - started_, .length = length, .delay = left.time - entered_.time - length};
     tellFrame(left, absence.length);
     const auto place
         = std::ranges::find_if(longest_, [&absence](const Absence& known) { return known.length < absence.length; });
