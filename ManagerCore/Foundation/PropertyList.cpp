@@ -19,6 +19,7 @@ namespace
 constexpr std::size_t sizeLimit = std::size_t {16} << 20U;
 constexpr std::size_t depthLimit = 128;
 constexpr std::size_t nodeLimit = std::size_t {1} << 16U;
+constexpr std::size_t bytesPerNode = 1024; // a long text or piece of data counts for several
 
 bool isNestedTooDeep(std::string_view xml)
 {
@@ -48,8 +49,8 @@ public:
     {
     }
 
-    // How many parts reading it would give; absent when there are too many, they nest too deep or in a circle, they lie
-    // outside the list, or a text holds a zero.
+    // How many parts reading it would give, long ones counting for several; absent when there are too many, they nest
+    // too deep or in a circle, they lie outside the list, or a text holds a zero.
     std::optional<std::size_t> count()
     {
         constexpr std::size_t trailer = 32;
@@ -86,12 +87,16 @@ private:
             return counts_[part];
         }
         const auto found = partAt(part);
-        if (!found || holdsZero(*found)) {
+        if (!found) {
+            return std::nullopt;
+        }
+        std::size_t total = 1 + bytesOf(*found) / bytesPerNode;
+        lookedAt_ += total;
+        if (lookedAt_ > nodeLimit || holdsZero(*found)) {
             return std::nullopt;
         }
         const std::size_t references = referencesOf(*found);
         counts_[part] = entered;
-        std::size_t total = 1;
         for (std::size_t index = 0; index < references; index++) {
             const auto reference = number(found->first + index * referenceSize_, referenceSize_);
             const auto below = reference ? countBelow(*reference, depth + 1) : std::nullopt;
@@ -112,7 +117,7 @@ private:
             return std::nullopt;
         }
         Part found {.kind = *marker >> 4U, .first = *offset + 1, .count = *marker & 0xFU};
-        if (found.count == 0xF && (isText(found) || referencesOf(found) > 0)) {
+        if (found.count == 0xF && (bytesOf(found) > 0 || referencesOf(found) > 0)) {
             // A longer count is a number of its own: a byte that tells its length, then its bytes.
             const std::size_t length = std::size_t {1} << (number(found.first, 1).value_or(0) & 0x3U);
             const auto count = number(found.first + 1, length);
@@ -134,10 +139,18 @@ private:
 
     static bool isText(const Part& part) { return part.kind >= 0x5 && part.kind <= 0x7; }
 
-    // Of a text's units, which are of two bytes in the kind 6.
+    // A text's units are of two bytes in the kind 6.
+    static std::size_t unitOf(const Part& part) { return part.kind == 0x6 ? 2 : 1; }
+
+    // None but for texts and data.
+    static std::size_t bytesOf(const Part& part)
+    {
+        return isText(part) || part.kind == 0x4 ? part.count * unitOf(part) : 0;
+    }
+
     [[nodiscard]] bool holdsZero(const Part& part) const
     {
-        const std::size_t unit = part.kind == 0x6 ? 2 : 1;
+        const std::size_t unit = unitOf(part);
         for (std::size_t index = 0; isText(part) && index < part.count; index++) {
             if (number(part.first + index * unit, unit).value_or(0) == 0) {
                 return true;
@@ -163,6 +176,7 @@ private:
     std::size_t offsetSize_ = 0;
     std::size_t referenceSize_ = 0;
     std::size_t table_ = 0;
+    std::size_t lookedAt_ = 0; // parts, whatever refers to them, counted as `count` does
     std::vector<std::size_t> counts_; // by part; 0 when not taken yet
 };
 

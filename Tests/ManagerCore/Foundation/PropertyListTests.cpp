@@ -33,18 +33,24 @@ std::string bigEndian(std::uint64_t value, int size)
     return bytes;
 }
 
-// A binary list whose parts are given as they stand, with one byte for each reference and two for each offset.
-std::string assembled(const std::vector<std::string>& parts)
+// A binary list whose parts are given as they stand, with one byte for each reference and two for each offset. The last
+// part is there under so many numbers.
+std::string assembled(const std::vector<std::string>& parts, std::size_t lastOnes = 1)
 {
     std::string bytes = "bplist00";
     std::string table;
+    std::string offset;
     for (const std::string& part : parts) {
-        table += bigEndian(bytes.size(), 2);
+        offset = bigEndian(bytes.size(), 2);
+        table += offset;
         bytes += part;
     }
+    for (std::size_t more = 1; more < lastOnes; more++) {
+        table += offset;
+    }
     const std::size_t tableAt = bytes.size();
-    return bytes + table + std::string(6, '\0') + "\x02\x01" + bigEndian(parts.size(), 8) + bigEndian(0, 8)
-        + bigEndian(tableAt, 8);
+    return bytes + table + std::string(6, '\0') + "\x02\x01" + bigEndian(parts.size() + lastOnes - 1, 8)
+        + bigEndian(0, 8) + bigEndian(tableAt, 8);
 }
 
 TEST(PropertyLists, areReadInBothForms)
@@ -86,6 +92,23 @@ TEST(PropertyLists, whatWouldNeverEndIsRefusedAtOnce)
     EXPECT_FALSE(PropertyList::parse(assembled({std::string("\xA1\x00", 2)}))) << "holds itself";
     EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x01", std::string("\xA1\x00", 2)})));
     EXPECT_FALSE(PropertyList::parse(assembled({"\xA1\x07"}))) << "refers to nothing";
+}
+
+TEST(PropertyLists, longPartsThatWouldBeReadManyTimesAreRefused)
+{
+    const std::string mebibyte(std::size_t {1} << 20U, 'x');
+    for (const char* marker : {"\x5F\x12", "\x4F\x12"}) { // a text and data
+        const std::string part = marker + bigEndian(mebibyte.size(), 4) + mebibyte;
+        std::string same = "\xAF\x10\xC8";
+        std::string others = same;
+        for (int reference = 1; reference <= 200; reference++) {
+            same.push_back('\1');
+            others.push_back(static_cast<char>(reference));
+        }
+        EXPECT_FALSE(PropertyList::parse(assembled({same, part}))) << "two hundred times the same";
+        EXPECT_FALSE(PropertyList::parse(assembled({others, part}, 200))) << "two hundred parts in one place";
+        EXPECT_TRUE(PropertyList::parse(assembled({"\xA3\x01\x01\x01", part})));
+    }
 }
 
 TEST(PropertyLists, whatNestsTooDeepIsRefused)
