@@ -16,7 +16,7 @@
 #include "CodeManagerApp/Window/ManagerWindow.h"
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Foundation/ProductDescriptor.h"
-#include "ManagerCore/Platform/Home.h"
+#include "ManagerCore/Platform/Platform.h"
 
 namespace CodeManagerApp
 {

@@ -10,7 +10,7 @@
 #include "CodeManagerCLI/Signals.h"
 #include "CodeManagerCLI/StandardStreams.h"
 #include "ManagerCore/Platform/ErrorText.h"
-#include "ManagerCore/Platform/Home.h"
+#include "ManagerCore/Platform/Platform.h"
 
 using namespace CodeManagerCLI;
 

@@ -20,6 +20,10 @@ namespace ManagerCore::Platform
 // macOS: CFFIXED_USER_HOME, else the passwd entry. Linux: HOME, else the passwd entry.
 std::filesystem::path homeFolder();
 
+// For a program's first lines, before it has other threads: takes away what libraries and children would understand
+// otherwise than `homeFolder` does.
+void settleHome();
+
 // The home folder in the passwd entry of `user`; absent for an unknown user.
 std::optional<std::filesystem::path> homeFolderOf(const std::string& user);
 

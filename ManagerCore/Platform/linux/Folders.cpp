@@ -1,4 +1,3 @@
-#include "ManagerCore/Platform/Home.h"
 #include "ManagerCore/Platform/Platform.h"
 
 #include <array>
