@@ -7,14 +7,15 @@
 
 #include "CodeManagerCLI/Arguments.h"
 #include "CodeManagerCLI/Output.h"
+#include "ManagerCore/Foundation/Text.h"
 
 namespace CodeManagerCLI
 {
 
+namespace Text = ManagerCore::Text;
+
 namespace
 {
-
-std::string quoted(const std::string& text) { return "“" + text + "”"; }
 
 std::string namesOf(const std::vector<const CLI::App*>& commands)
 {
@@ -28,9 +29,9 @@ std::string namesOf(const std::vector<const CLI::App*>& commands)
 std::string unexpected(const CLI::App& command, const std::string& word)
 {
     if (command.get_subcommands({}).empty()) {
-        return quoted(fullName(command)) + " does not expect the argument " + quoted(word) + ".";
+        return Text::inQuotes(fullName(command)) + " does not expect the argument " + Text::inQuotes(word) + ".";
     }
-    return quoted(word) + " is not a command of " + quoted(fullName(command)) + ".";
+    return Text::inQuotes(word) + " is not a command of " + Text::inQuotes(fullName(command)) + ".";
 }
 
 // The first word that no argument of the command has room for.
@@ -55,9 +56,9 @@ std::string missingArgument(const CLI::App& command)
     const CLI::Option& missing = *options.front();
     const std::string name = missing.get_name();
     if (missing.nonpositional()) {
-        return quoted(fullName(command)) + " needs " + name + " " + missing.get_type_name() + ".";
+        return Text::inQuotes(fullName(command)) + " needs " + name + " " + missing.get_type_name() + ".";
     }
-    return quoted(fullName(command)) + " needs " + (name.starts_with('I') ? "an " : "a ") + name + ".";
+    return Text::inQuotes(fullName(command)) + " needs " + (name.starts_with('I') ? "an " : "a ") + name + ".";
 }
 
 } // namespace
@@ -173,7 +174,7 @@ std::string CommandTree::whatIsWrong(const CLI::ParseError& error) const
         return unexpected(command, Arguments::plain(extras.front()));
     }
     if (const auto below = command.get_subcommands({}); !below.empty()) {
-        return quoted(fullName(command)) + " needs a command: " + namesOf(below) + ".";
+        return Text::inQuotes(fullName(command)) + " needs a command: " + namesOf(below) + ".";
     }
     if (const auto word = wordTooMany(command)) {
         return unexpected(command, Arguments::plain(*word));

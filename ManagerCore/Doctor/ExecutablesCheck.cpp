@@ -126,7 +126,7 @@ void lookAtServer(Report& report, const std::string& declared)
     }
     const Path server = FilePath::expandHome(declared);
     const auto fault = faultOfProgram(server);
-    const std::string named = "The backend’s executable " + inQuotes(server);
+    const std::string named = "The backend's executable " + inQuotes(server);
     if (!fault) {
         report.ok(named + " is there and can be run.");
     } else if (standingOf(server) == Standing::missing) {

@@ -58,8 +58,6 @@ std::vector<Finding> Report::take()
     return std::move(findings_);
 }
 
-std::string inQuotes(std::string_view text) { return "“" + std::string(text) + "”"; }
-
 std::string joined(const std::vector<std::string>& words)
 {
     std::string text;

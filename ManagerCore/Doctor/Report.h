@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ManagerCore/Doctor/Doctor.h"
+#include "ManagerCore/Foundation/Text.h"
 
 // What all checks share: how findings are gathered and worded, and how a path is looked at.
 namespace ManagerCore::Doctor
@@ -40,7 +41,7 @@ private:
     std::vector<Finding> findings_;
 };
 
-std::string inQuotes(std::string_view text);
+using Text::inQuotes;
 // Of paths alone, for a text can be made into one.
 template <std::same_as<std::filesystem::path> Path> std::string inQuotes(const Path& path)
 {

@@ -274,6 +274,8 @@ std::string lowercased(std::string_view text)
     return size < 0 ? lowered : std::string(composed, composed + size);
 }
 
+std::string inQuotes(std::string_view text) { return "“" + std::string(text) + "”"; }
+
 bool isUtf8(std::string_view bytes) { return validLength(bytes) == bytes.size(); }
 
 std::string repairedUtf8(std::string bytes)

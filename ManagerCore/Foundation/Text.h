@@ -36,6 +36,9 @@ std::string_view lastCharacters(std::string_view text, std::size_t count);
 // Lower case by Unicode's rules and in composed form, so that equal texts compare equal.
 std::string lowercased(std::string_view text);
 
+// As messages name what they speak of.
+std::string inQuotes(std::string_view text);
+
 bool isUtf8(std::string_view bytes);
 
 // The bytes as UTF-8; each invalid sequence (the longest beginning of a valid one, else one byte) becomes U+FFFD.

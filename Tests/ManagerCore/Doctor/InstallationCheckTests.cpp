@@ -27,7 +27,7 @@ TEST_F(ExecutablesCheckTest, OfTheDeclaredOnesTheFirstThatExistsIsUsed)
     EXPECT_THAT(said(),
                 ElementsAre("ok: The executable “~/bin/zyn” is there and can be run.",
                             "ok: The executable “~/opt/zyn” is not there, and “~/bin/zyn” is used.",
-                            "ok: The backend’s executable “~/bin/server” is there and can be run.",
+                            "ok: The backend's executable “~/bin/server” is there and can be run.",
                             "ok: On the PATH “zyn” is “~/bin/zyn”, the build that is installed."));
 }
 
@@ -39,7 +39,7 @@ TEST_F(ExecutablesCheckTest, WhatIsNotInstalledYetIsAWarning)
         said(),
         ElementsAre("warning: None of the declared executables is there, not even “~/bin/zyn”: install the product "
                     "in the Install pane or with “install cli”.",
-                    "warning: The backend’s executable “~/bin/server” is not there: install the engine in the "
+                    "warning: The backend's executable “~/bin/server” is not there: install the engine in the "
                     "Install pane or with “install engine”."));
     redescribe("binaries = [", "binaries_ = [");
     EXPECT_THAT(
@@ -64,7 +64,7 @@ TEST_F(ExecutablesCheckTest, WhatIsUsedAndCannotBeRunIsAnError)
     fs::permissions(home() / "bin/server", fs::perms::owner_read);
     EXPECT_THAT(
         said(),
-        Contains("error: The backend’s executable “~/bin/server” may not be executed: make it a program that may "
+        Contains("error: The backend's executable “~/bin/server” may not be executed: make it a program that may "
                  "be executed, or install the engine anew."));
 }
 
