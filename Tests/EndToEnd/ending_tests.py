@@ -1,6 +1,7 @@
 """How the program ends: by its window, by a signal, at rest and in the middle of work."""
 
 import os
+import random
 import signal
 import time
 
@@ -159,3 +160,21 @@ class Children(EndingTest):
         window.open_pane("Guide")
         window.process.send_signal(signal.SIGTERM)
         self.expect_ended(window, [])
+
+
+class AmidWork(WindowTest):
+    """Closed at any moment of its first looks at the product, while panes come and go: 12 times, or as often as
+    CODE_MANAGER_CLOSINGS says."""
+
+    def test_it_ends_well_whenever_it_is_closed(self):
+        self.sample.program(".zyn/bin/zyn", 'sleep 1\nprintf "zyn 9.9.9\\ncommit: 0123456789\\n"\n')
+        chance = random.Random(7)
+        for _ in range(int(os.environ.get("CODE_MANAGER_CLOSINGS") or 12)):
+            window = self.open(focus=False)
+            for _ in range(chance.randrange(6)):
+                window.keys(chance.choice([f"ctrl+{pane}" for pane in range(1, 9)] + ["F5", "F5"]))
+            time.sleep(chance.random() * 0.15)
+            window.ask_to_close()
+            self.assertEqual(window.wait(), 0, window.errors)
+            self.assertEqual(window.errors, "")
+            window.close()
