@@ -10,6 +10,7 @@ FocusScope {
     required property ManagerModel model
 
     readonly property Item reached: root.Window.activeFocusItem
+    property bool refreshDue: false
     property Item last: null // where the keyboard was last that is something to be on
     // What the keyboard was on can no longer be used, or is gone; what runs may still bring it back.
     readonly property bool waiting: root.model.operationRuns || root.model.refreshing || root.model.scanning
@@ -49,6 +50,10 @@ FocusScope {
         anchors.right: parent.right
         height: parent.height
         onLeaving: root.keepKeyboard()
+        onChangingChanged: {
+            if (!stage.changing && root.refreshDue)
+                root.refresh();
+        }
         Component.onCompleted: root.load()
     }
 
@@ -64,6 +69,14 @@ FocusScope {
     function keepKeyboard() {
         if (stage.front.activeFocus)
             sidebar.choose(root.model.section);
+    }
+
+    // A refresh during a pane switch applies to the new pane.
+    function refresh() {
+        const shown = stage.pane as PaneBase;
+        root.refreshDue = stage.changing;
+        if (!stage.changing && shown?.refreshable)
+            shown.refresh();
     }
 
     // The keyboard goes to the nearest of the buttons beside, to what surrounds what is gone, or to what comes next.
@@ -125,10 +138,6 @@ FocusScope {
 
     Shortcut {
         sequences: ["Ctrl+R", "F5"]
-        onActivated: {
-            const shown = stage.pane as PaneBase;
-            if (shown?.refreshable)
-                shown.refresh();
-        }
+        onActivated: root.refresh()
     }
 }

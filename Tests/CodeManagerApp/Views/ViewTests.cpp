@@ -255,6 +255,24 @@ TEST_F(WindowTest, refreshIsAButtonAndAKey)
     ASSERT_TRUE(refreshed(model()));
 }
 
+TEST_F(WindowTest, aRefreshDuringAPaneSwitchAppliesToTheNewPane)
+{
+    TestSupport::makeExecutable(home() / "slow", "#!/bin/sh\nsleep 0.3\n");
+    show({.binaries = {"~/slow"}});
+    model().setSection(Pane::guide);
+    settle();
+    model().setSection(Pane::overview);
+    QTest::keyClick(&window(), Qt::Key_F5);
+    EXPECT_FALSE(model().refreshing()) << "the guide is still shown";
+    settle();
+    EXPECT_TRUE(model().refreshing());
+    ASSERT_TRUE(refreshed(model()));
+    model().setSection(Pane::guide);
+    QTest::keyClick(&window(), Qt::Key_F5);
+    settle();
+    EXPECT_FALSE(model().refreshing()) << "the overview must not be refreshed";
+}
+
 TEST_F(WindowTest, theGuideHasNoRefresh)
 {
     show(zyn);
