@@ -8,11 +8,13 @@
 namespace ManagerCore::Platform
 {
 
-// A thread is what the kernel gives a priority to, whatever the standard says of processes.
+// On Linux PRIO_PROCESS with 0 is the calling thread. A lower priority that the program was started with is kept.
 void yieldToOthers()
 {
     constexpr int niceness = 10;
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)), niceness);
+    if (::getpriority(PRIO_PROCESS, 0) < niceness) {
+        ::setpriority(PRIO_PROCESS, 0, niceness);
+    }
 }
 
 std::optional<long> timesWaited()

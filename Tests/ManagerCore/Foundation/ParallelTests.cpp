@@ -1,8 +1,12 @@
 #include "ManagerCore/Foundation/Parallel.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
+#include <sys/resource.h>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -37,6 +41,31 @@ TEST(ParallelTest, noLaneIsUsedByTwoThreadsAtOnce)
     }
     EXPECT_EQ(sum, 2000U * 1999 / 2);
 }
+
+#ifdef __linux__
+// The helping threads never get a higher priority than the calling thread.
+void expectHelperPriority(int ownNiceness, int othersNiceness)
+{
+    std::atomic<int> helped = 0;
+    std::thread([&] {
+        ASSERT_EQ(::setpriority(PRIO_PROCESS, 0, ownNiceness), 0);
+        Parallel::forEach(100, 4, [&](std::size_t, unsigned lane) {
+            EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), lane == 0 ? ownNiceness : othersNiceness);
+            helped += lane == 0 ? 0 : 1;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }).join();
+    EXPECT_GT(helped, 0);
+}
+
+TEST(ParallelTest, helpingThreadsRunAtLowerPriority)
+{
+    const int before = ::getpriority(PRIO_PROCESS, 0);
+    expectHelperPriority(before, std::max(before, 10));
+    expectHelperPriority(17, 17);
+    EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), before);
+}
+#endif
 
 TEST(ParallelTest, nothingToDoAndOneThingNeedNoThread)
 {
