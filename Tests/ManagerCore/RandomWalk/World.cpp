@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "Tests/Support/Sandbox.h"
+#include "ManagerCore/Platform/UniqueFd.h"
+#include "Tests/Support/Permissions.h"
 
 namespace RandomWalk
 {
@@ -17,33 +18,10 @@ namespace RandomWalk
 namespace
 {
 
-bool shell(const std::string& command)
-{
-    return std::system(("{ " + command + "; } >/dev/null 2>&1").c_str()) == 0; // NOLINT(bugprone-command-processor)
-}
-
-std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+using ManagerCore::Platform::UniqueFd;
 
 constexpr auto closedFolder = static_cast<fs::perms>(0555);
 constexpr auto openFolder = static_cast<fs::perms>(0755);
-
-// The folder that drives appear in belongs to the system: nothing makes up a drive that is not there.
-class Opened
-{
-public:
-    explicit Opened(fs::path folder)
-        : folder_(std::move(folder))
-    {
-        fs::permissions(folder_, openFolder, error_);
-    }
-    ~Opened() { fs::permissions(folder_, closedFolder, error_); }
-    Opened(const Opened&) = delete;
-    Opened& operator=(const Opened&) = delete;
-
-private:
-    fs::path folder_;
-    std::error_code error_;
-};
 
 bool isFree(const fs::path& path)
 {
@@ -51,132 +29,181 @@ bool isFree(const fs::path& path)
     return !fs::exists(fs::symlink_status(path, error));
 }
 
-std::size_t depthOf(const std::string& path) { return static_cast<std::size_t>(std::ranges::count(path, '/')); }
+std::string contentOf(const fs::path& file)
+{
+    const std::string bytes = TestSupport::read(file);
+    return std::to_string(bytes.size()) + ":" + std::to_string(std::hash<std::string> {}(bytes));
+}
 
-// Where the volume has extended attributes.
-void annotate(const fs::path& file) { ::setxattr(file.c_str(), "user.origin", "somewhere", 9, 0); }
+Entry entryAt(const std::string& path, const struct stat& info)
+{
+    Entry entry {.mode = info.st_mode};
+    if (entry.isFolder()) {
+        return entry;
+    }
+    entry.modified = info.st_mtim.tv_sec * 1'000'000'000LL + info.st_mtim.tv_nsec;
+    if (entry.isLink()) {
+        entry.content = fs::read_symlink(path).string();
+        const TestSupport::PermissionsHold hold; // as the program sees it
+        entry.dangling = ::faccessat(AT_FDCWD, path.c_str(), F_OK, AT_EACCESS) != 0;
+    } else if (entry.isFile()) {
+        entry.content = contentOf(path);
+    }
+    return entry;
+}
+
+bool isTrash(const fs::path& folder)
+{
+    return folder.filename().native().starts_with(".Trash-") || folder.native().ends_with("/.local/share/Trash");
+}
+
+// The Trash's own folders may be created at any time, so they are left out.
+void readTree(const fs::path& folder, Tree& places, Tree& trash)
+{
+    std::error_code error;
+    for (const auto& item : fs::directory_iterator(folder, error)) {
+        const std::string& path = item.path().native();
+        const std::string name = item.path().filename();
+        struct stat info {};
+        if (name == "lost+found" || name == "filler" || ::lstat(path.c_str(), &info) != 0) {
+            continue;
+        }
+        Tree& found = isTrash(item.path()) ? trash : places;
+        if (!isTrash(item.path()) && !isTrash(folder)) {
+            found.emplace(path, entryAt(path, info));
+        }
+        if (S_ISDIR(info.st_mode)) {
+            readTree(item.path(), found, trash);
+        }
+    }
+}
+
+// The path that a note of the Trash gives; relative ones count from the drive's top.
+fs::path originIn(const std::string& note, const fs::path& top)
+{
+    std::string path;
+    const std::size_t begin = note.find("\nPath=");
+    for (std::size_t at = begin + 6; begin != std::string::npos && at < note.size() && note[at] != '\n'; at++) {
+        if (note[at] == '%' && at + 2 < note.size()) {
+            path.push_back(static_cast<char>(std::stoi(note.substr(at + 1, 2), nullptr, 16)));
+            at += 2;
+        } else {
+            path.push_back(note[at]);
+        }
+    }
+    return path.empty() ? fs::path() : top / path;
+}
 
 } // namespace
 
-Drive::Drive(fs::path mountPoint, const fs::path& store, Kind kind)
-    : mountPoint_(std::move(mountPoint))
-    , medium_(store / mountPoint_.filename())
-    , kind_(kind)
+bool Entry::isFolder() const { return S_ISDIR(mode); }
+bool Entry::isFile() const { return S_ISREG(mode); }
+bool Entry::isLink() const { return S_ISLNK(mode); }
+
+Tree Snapshot::treeAt(const std::string& path) const
 {
-    fs::create_directories(medium_);
-    if (!plugIn()) {
-        kind_ = Kind::folder; // mounting takes more than root alone
+    Tree tree;
+    for (auto entry = places.lower_bound(path); entry != places.end() && entry->first.starts_with(path); ++entry) {
+        if (isInside(entry->first, path)) {
+            tree.emplace(entry->first.substr(path.size()), entry->second);
+        }
     }
-    bringBack();
+    return tree;
+}
+
+bool isInside(std::string_view path, std::string_view folder)
+{
+    return path == folder || (path.starts_with(folder) && path[folder.size()] == '/');
+}
+
+std::string placeOf(const fs::path& path)
+{
+    std::error_code error;
+    const fs::path parent = fs::weakly_canonical(path.parent_path(), error);
+    return ((error ? path.parent_path() : parent) / path.filename()).string();
+}
+
+Drive::Drive(fs::path mountPoint, const fs::path& media, const std::string& type)
+    : medium_(media / mountPoint.filename(), type, type == "ext4" ? 24 : 16)
+    , mountPoint_(std::move(mountPoint))
+{
+    connect();
 }
 
 Drive::~Drive()
 {
-    if (here_) {
-        takeAway();
-    }
-    if (kind_ != Kind::folder) {
-        ::umount2(medium_.c_str(), MNT_DETACH);
+    if (connected_) {
+        disconnect();
     }
 }
 
-// The file system stays mounted where nobody looks: two mounts of one image at a time would destroy it.
-bool Drive::plugIn() const
+// The folder of mount points belongs to the system: the program cannot create one for a missing drive.
+void Drive::connect()
 {
-    const std::string image = quoted(fs::path(medium_.native() + ".image"));
-    switch (kind_) {
-    case Kind::ext4:
-        return shell("truncate -s 24M " + image) && shell("mkfs.ext4 -q -F -m 0 " + image)
-            && shell("mount -o loop " + image + " " + quoted(medium_));
-    case Kind::tmpfs:
-        return ::mount("tmpfs", medium_.c_str(), "tmpfs", 0, "size=16m") == 0;
-    case Kind::folder:
-        break;
-    }
-    return true;
+    fs::permissions(mountPoint_.parent_path(), openFolder);
+    fs::create_directory(mountPoint_);
+    connected_ = ::mount(medium_.path().c_str(), mountPoint_.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    fs::permissions(mountPoint_.parent_path(), closedFolder);
 }
 
-bool Drive::takeAway()
+void Drive::disconnect()
 {
-    const Opened opened(mountPoint_.parent_path());
+    fs::permissions(mountPoint_.parent_path(), openFolder);
+    ::umount2(mountPoint_.c_str(), MNT_DETACH);
     std::error_code error;
-    if (kind_ == Kind::folder) {
-        fs::rename(mountPoint_, medium_, error);
-    } else if (::umount2(mountPoint_.c_str(), MNT_DETACH) != 0) {
-        return false;
-    } else {
-        fs::remove(mountPoint_, error);
-    }
-    here_ = static_cast<bool>(error);
-    return !here_;
+    fs::remove(mountPoint_, error);
+    connected_ = false;
+    fs::permissions(mountPoint_.parent_path(), closedFolder);
 }
 
-bool Drive::bringBack()
+void Drive::setReadOnly(bool readOnly)
 {
-    const Opened opened(mountPoint_.parent_path());
-    std::error_code error;
-    if (kind_ == Kind::folder) {
-        fs::rename(medium_, mountPoint_, error);
-        here_ = !error;
-        return here_;
-    }
-    fs::create_directory(mountPoint_, error);
-    here_ = ::mount(medium_.c_str(), mountPoint_.c_str(), nullptr, MS_BIND, nullptr) == 0;
-    return here_;
-}
-
-bool Drive::setReadOnly(bool readOnly)
-{
-    if (!here_ || kind_ == Kind::folder) {
-        return false;
-    }
     const unsigned long flags = readOnly ? MS_REMOUNT | MS_RDONLY : MS_REMOUNT;
-    if (::mount("none", mountPoint_.c_str(), nullptr, flags, nullptr) != 0) {
-        return false;
+    if (::mount("none", mountPoint_.c_str(), nullptr, flags, nullptr) == 0) {
+        readOnly_ = readOnly;
     }
-    readOnly_ = readOnly;
-    return true;
 }
 
 void Drive::fill() const
 {
-    if (kind_ == Kind::folder) {
-        return; // would fill the disk below it
+    const UniqueFd file(::open((mountPoint_ / "filler").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC | O_APPEND, 0600));
+    const std::string chunk(std::size_t {256} << 10U, 'f');
+    for (const std::size_t size : {chunk.size(), std::size_t {1024}, std::size_t {1}}) {
+        while (::write(file.get(), chunk.data(), size) == static_cast<ssize_t>(size)) { }
     }
-    const int file = ::open((mountPoint_ / "filler").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC | O_APPEND, 0600);
-    if (file < 0) {
-        return;
-    }
-    const std::string piece(std::size_t {256} << 10U, 'f');
-    for (const std::size_t size : {piece.size(), std::size_t {1024}, std::size_t {1}}) {
-        while (::write(file, piece.data(), size) == static_cast<ssize_t>(size)) { }
-    }
-    ::fsync(file);
-    ::close(file);
+    ::fsync(file.get());
 }
 
-bool Drive::isFilled() const { return here_ && !isFree(mountPoint_ / "filler"); }
+bool Drive::isFull() const { return !isFree(mountPoint_ / "filler"); }
 
-void Drive::empty() const { ::unlink((mountPoint_ / "filler").c_str()); }
+void Drive::makeRoom() const { ::unlink((mountPoint_ / "filler").c_str()); }
 
-World::World(const fs::path& home, const fs::path& scratch, Dice& dice)
-    : home_(home)
-    , scratch_(scratch)
+World::World(fs::path home, fs::path scratch, Dice& dice)
+    : home_(std::move(home))
+    , scratch_(std::move(scratch))
     , dice_(dice)
 {
-    for (const fs::path& folder : {volumes(), projects(), descriptors(), temporary(), home_ / ".cache"}) {
-        fs::create_directories(folder);
+    for (const char* folder : {"Volumes", "projects", "descriptors", "temporary"}) {
+        fs::create_directories(scratch_ / folder);
     }
-    fs::permissions(volumes(), closedFolder);
-    const bool real = TestSupport::isRoot();
-    drives_.emplace_back(volumes() / "Vault", scratch_ / "media", real ? Drive::Kind::ext4 : Drive::Kind::folder);
-    drives_.emplace_back(volumes() / "Attic", scratch_ / "media", real ? Drive::Kind::ext4 : Drive::Kind::folder);
-    drives_.emplace_back(volumes() / "Shelf", scratch_ / "media", real ? Drive::Kind::tmpfs : Drive::Kind::folder);
+    fs::create_directories(home_ / ".cache");
+    drives_.emplace_back(volumes() / "Vault", scratch_ / "media", "ext4");
+    drives_.emplace_back(volumes() / "Attic", scratch_ / "media", "ext4");
+    drives_.emplace_back(volumes() / "Shelf", scratch_ / "media", "tmpfs"); // has no Trash
     for (const fs::path& store : stores()) {
         fs::create_directories(store / "models");
     }
-    makeLinks();
-    makeDatabases();
+    TestSupport::makeLink(rootLink(), volumes() / "Vault/store");
+    makeModelAt(volumes() / "Vault/store/models/first");
+    TestSupport::makeLink(servedLink(), volumes() / "Vault/store/models/first");
+    addFile(stores().front() / "crucible.toml", 80);
+    makeModelAt(scratch_ / "projects/orchid");
+    addFile(scratch_ / "projects/single.db", 900);
+    describeDatabase("orchid", scratch_ / "projects/orchid", "~/.zyn/databases/orchid");
+    describeDatabase("single", scratch_ / "projects/single.db", "~/databases/single.db");
+    describeDatabase("missing", scratch_ / "projects/nowhere", "~/databases/missing");
+    TestSupport::write(home_ / "databases/circle/source", "lies in its own destination");
+    describeDatabase("circle", home_ / "databases/circle/source", "~/databases/circle");
     for (int count = 0; count < 12; count++) {
         makeModel();
         makeProductItem();
@@ -185,11 +212,17 @@ World::World(const fs::path& home, const fs::path& scratch, Dice& dice)
 
 World::~World()
 {
-    Observer observer({home_, volumes()});
-    restoreModes(observer.look());
     drives_.clear();
-    std::error_code error;
-    fs::permissions(volumes(), openFolder, error);
+    fs::permissions(volumes(), openFolder);
+}
+
+Snapshot World::snapshot() const
+{
+    Snapshot now;
+    for (const fs::path& top : {home_, volumes(), scratch_ / "projects", scratch_ / "temporary"}) {
+        readTree(top, now.places, now.trash);
+    }
+    return now;
 }
 
 std::vector<fs::path> World::stores() const
@@ -197,22 +230,16 @@ std::vector<fs::path> World::stores() const
     return {home_ / ".zyn-crucible", volumes() / "Vault/store", volumes() / "Attic/store", volumes() / "Shelf/store"};
 }
 
-bool World::holds(const std::string& place) const
-{
-    return place.starts_with(home_.native() + "/") || place.starts_with(volumes().native() + "/");
-}
-
-bool World::isHere(const fs::path& path)
-{
-    const Drive* const drive = driveOf(path);
-    return drive == nullptr || drive->isHere();
-}
-
 Drive* World::driveOf(const fs::path& path)
 {
     const auto found = std::ranges::find_if(
-        drives_, [&path](const Drive& drive) { return liesIn(path.native(), drive.top().native()); });
+        drives_, [&path](const Drive& drive) { return isInside(path.native(), drive.top().native()); });
     return found == drives_.end() ? nullptr : &*found;
+}
+
+bool World::contains(const std::string& path) const
+{
+    return isInside(path, home_.native()) || isInside(path, volumes().native());
 }
 
 ManagerCore::Identity World::identity() const
@@ -221,144 +248,80 @@ ManagerCore::Identity World::identity() const
     identity.appPaths = {"~/Applications/Zyn.app"};
     identity.binaries = {"~/.zyn/bin/zyn"};
     identity.configDirs = {"~/.zyn", "~/.config/zyn"};
-    identity.modelPaths = {"~/models/Vantor"};
     identity.modelLocations = {"~/.zyn/crucible"};
     for (const fs::path& store : stores()) {
         identity.modelLocations.push_back(store.string());
     }
-    identity.editorExtensionId = "zyn-labs.zyn";
     identity.marker = "identity-marker-7d41c0e9";
     identity.sweepNames = {"zyn"};
-    identity.sweepDirs = {"~/bin", "~/.local/bin"};
+    identity.sweepDirs = {"~/bin"};
     return identity;
 }
 
-ManagerCore::ManagerActions World::actions() const { return {.modelServed = servedLink().string()}; }
-
-// Bytes that no other file has.
-std::string World::contents(std::size_t size)
+void World::describeDatabase(const std::string& id, const fs::path& source, const std::string& destination)
 {
-    std::string bytes = "contents " + std::to_string(++made_) + "\n";
-    while (bytes.size() < size) {
-        bytes.push_back(static_cast<char>(dice_.below(256)));
-    }
-    ledger_.insert(sumOf(bytes));
-    return bytes;
+    TestSupport::write(scratch_ / "descriptors" / (id + ".toml"),
+                       "id = \"" + id + "\"\nsource = \"" + source.string() + "\"\ndest = \"" + destination + "\"\n");
 }
 
 bool World::addFile(const fs::path& file, std::size_t size)
 {
-    const int descriptor = ::open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
-    if (descriptor < 0) {
+    const UniqueFd made(::open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644));
+    if (!made.isOpen()) {
         return false;
     }
-    const std::string bytes = contents(size);
-    const bool written = ::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    ::close(descriptor);
+    std::string bytes = "contents " + std::to_string(++made_) + "\n";
+    while (bytes.size() < size) {
+        bytes.push_back(static_cast<char>(dice_.below(256)));
+    }
+    const bool written = ::write(made.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
     if (!written) {
-        ledger_.erase(sumOf(bytes)); // never was there as a whole
         ::unlink(file.c_str());
     }
     return written;
-}
-
-std::optional<Entry> World::rewrite(const fs::path& file, const Entry& entry)
-{
-    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
-    struct stat facts {};
-    if (descriptor < 0 || ::fstat(descriptor, &facts) != 0) {
-        return std::nullopt;
-    }
-    std::string bytes = contents(static_cast<std::size_t>(facts.st_size));
-    ledger_.erase(sumOf(bytes));
-    bytes.resize(static_cast<std::size_t>(facts.st_size));
-    const bool written = ::pwrite(descriptor, bytes.data(), bytes.size(), 0) == facts.st_size;
-    ::fstat(descriptor, &facts);
-    ::close(descriptor);
-    ledger_.erase(entry.what); // overwritten by its owner
-    if (!written) {
-        return std::nullopt;
-    }
-    ledger_.insert(sumOf(bytes));
-    return Entry {.mode = facts.st_mode,
-                  .modified = facts.st_mtim.tv_sec * 1'000'000'000LL + facts.st_mtim.tv_nsec,
-                  .what = sumOf(bytes)};
-}
-
-void World::makeLinks()
-{
-    TestSupport::makeLink(rootLink(), volumes() / "Vault/store");
-    makeModelAt(volumes() / "Vault/store/models/first");
-    TestSupport::makeLink(servedLink(), volumes() / "Vault/store/models/first");
-    addFile(stores().front() / "crucible.toml", 80);
-}
-
-void World::makeDatabases()
-{
-    const auto describe = [this](const std::string& id, const fs::path& source, const std::string& dest) {
-        TestSupport::write(descriptors() / (id + ".toml"),
-                           "id = \"" + id + "\"\nsource = \"" + source.string() + "\"\ndest = \"" + dest + "\"\n");
-    };
-    makeModelAt(projects() / "orchid");
-    describe("orchid", projects() / "orchid", "~/.zyn/databases/orchid");
-    makeModelAt(projects() / "quill");
-    describe("quill", projects() / "quill", "~/databases/deep/quill");
-    addFile(projects() / "single.db", 900);
-    describe("single", projects() / "single.db", "~/databases/single.db");
-    describe("missing", projects() / "nowhere", "~/databases/missing");
-    fs::create_directories(home_ / "databases/circle");
-    describe("circle", home_ / "databases/circle/source", "~/databases/circle");
-    addFile(home_ / "databases/circle/source", 300);
 }
 
 void World::makeModelAt(const fs::path& folder)
 {
     std::error_code error;
     fs::create_directories(folder / "nested/deep", error);
-    if (error) {
-        return;
-    }
     addFile(folder / "config.json", 40 + dice_.below(200));
     addFile(folder / "weights-1", 1000 + dice_.below(30000));
     addFile(folder / "nested/part", dice_.below(3000));
     if (dice_.chance(40)) {
-        fs::create_hard_link(folder / "weights-1", folder / "nested/second name", error);
+        fs::create_hard_link(folder / "weights-1", folder / "nested/hard link", error);
     }
     if (dice_.chance(40)) {
         fs::create_symlink(dice_.chance(50) ? "../config.json" : "nowhere", folder / "nested/link", error);
     }
     if (dice_.chance(20)) {
-        annotate(folder / "config.json");
+        ::setxattr((folder / "config.json").c_str(), "user.origin", "somewhere", 9, 0);
     }
-    if (dice_.chance(20)) {
-        std::string sparse = contents(4096);
-        sparse.resize(60000);
-        const std::string end = contents(500);
-        const int file = ::open((folder / "holes").c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
-        const bool whole = ::write(file, sparse.data(), 4096) == 4096
-            && ::pwrite(file, end.data(), end.size(), 60000) == static_cast<ssize_t>(end.size());
-        ::close(file);
-        ledger_.erase(sumOf(std::string_view(sparse).substr(0, 4096)));
-        ledger_.erase(sumOf(end));
-        if (whole) {
-            ledger_.insert(sumOf(sparse + end));
-        } else {
-            fs::remove(folder / "holes", error);
-        }
+    if (dice_.chance(20) && addFile(folder / "holes", 500)) {
+        fs::resize_file(folder / "holes", 60000, error);
     }
 }
 
-std::string World::changeDatabase()
+std::string World::ownerActs(const Snapshot& now)
 {
-    const fs::path source = projects() / (dice_.chance(50) ? "orchid" : "quill");
-    const fs::path one = source / "version one";
-    const fs::path two = source / "version two";
-    if (isFree(one) && isFree(two)) {
-        return addFile(one, 300) ? "owner: adds " + one.string() : "";
+    constexpr std::size_t fullTrash = 600;
+    if (now.trash.size() > fullTrash) {
+        std::error_code error;
+        for (const auto& [path, entry] : now.trash) {
+            fs::remove_all(path, error);
+        }
+        return "empties the Trash";
     }
-    std::error_code error;
-    fs::rename(isFree(one) ? two : one, isFree(one) ? one : two, error);
-    return error ? "" : "owner: changes " + source.string();
+    const std::size_t turn = dice_.below(100);
+    return turn < 22 ? makeModel()
+        : turn < 34  ? makeProductItem()
+        : turn < 56  ? putBack(now)
+        : turn < 66  ? removeCopy(now)
+        : turn < 71  ? changeMode(now)
+        : turn < 80  ? restoreModes(now)
+        : turn < 84  ? makeLink(now)
+        : turn < 88  ? resetLinks(now)
+                     : handleDrive();
 }
 
 std::string World::makeModel()
@@ -367,90 +330,63 @@ std::string World::makeModel()
         "a", "b", "vantor-7b", "two words", "part \"1\" of\n2", "caf\xE9", "org/coder", "org/mini"};
     const fs::path models = dice_.pick(stores()) / "models";
     const fs::path model = models / dice_.pick(names);
-    std::error_code error;
-    if (!fs::exists(models.parent_path(), error) || !isFree(model)) {
+    if (isFree(models) || !isFree(model)) {
         return {};
     }
+    std::error_code error;
+    fs::create_directories(model.parent_path(), error);
     if (dice_.chance(15)) {
-        fs::create_directories(model.parent_path(), error);
         addFile(model, dice_.below(60000));
     } else {
         makeModelAt(model);
     }
-    return "owner: makes the model " + model.string();
+    return "makes the model " + model.string();
 }
 
 std::string World::makeProductItem()
 {
-    static constexpr std::array<const char*, 14> places {
+    static constexpr std::array<const char*, 8> places {
         "Applications/Zyn.app/Contents/Info.plist",
         ".zyn/bin/zyn",
-        ".zyn/settings",
         ".config/zyn/config",
-        "models/Vantor/weights",
         "bin/zyn",
-        ".local/bin/zyn",
         "Library/Application Support/zyn/state",
-        "Library/Logs/zyn/log",
         "Library/Caches/com.zyn.desktop/cache",
         "Library/Preferences/com.zyn.desktop.plist",
-        ".vscode/extensions/zyn-labs.zyn-1.0/package.json",
-        ".cache/zyn/shaders",
         "Documents/letter",
     };
     const fs::path place = home_ / dice_.pick(places);
     std::error_code error;
     fs::create_directories(place.parent_path(), error);
-    return !error && isFree(place) && addFile(place, 30 + dice_.below(400)) ? "owner: makes " + place.string() : "";
+    return addFile(place, 30 + dice_.below(400)) ? "makes " + place.string() : "";
 }
 
 std::string World::putBack(const Snapshot& now)
 {
-    if (now.trash.empty()) {
+    std::vector<fs::path> notes;
+    for (const auto& [path, entry] : now.trash) {
+        if (path.ends_with(".trashinfo")) {
+            notes.emplace_back(path);
+        }
+    }
+    if (notes.empty()) {
         return {};
     }
-    auto chosen = now.trash.begin();
-    std::advance(chosen, dice_.below(now.trash.size()));
-    const auto& [path, item] = *chosen;
+    const fs::path& note = dice_.pick(notes);
+    const fs::path trash = note.parent_path().parent_path();
+    const fs::path origin = originIn(TestSupport::read(note), trash.parent_path());
+    const Drive* const drive = driveOf(origin);
     std::error_code error;
-    if (item.origin.empty() || !isHere(item.origin) || !isFree(item.origin)) {
+    if (origin.empty() || (drive != nullptr && !drive->isConnected()) || !isFree(origin)) {
         return {};
     }
-    fs::create_directories(fs::path(item.origin).parent_path(), error);
-    fs::rename(path, item.origin, error);
+    fs::create_directories(origin.parent_path(), error);
+    fs::rename(trash / "files" / note.stem(), origin, error);
     if (error) {
         return {};
     }
-    fs::remove(item.note, error);
-    return "owner: puts back " + item.origin;
-}
-
-std::string World::emptyTrash(const Snapshot& now)
-{
-    std::error_code error;
-    for (const auto& [path, item] : now.trash) {
-        fs::remove_all(path, error);
-        fs::remove(item.note, error);
-    }
-    // The owner has parted with what was nowhere else.
-    Observer observer({home_, volumes(), projects()});
-    for (const std::string& sum : missingIn(observer.look())) {
-        ledger_.erase(sum);
-    }
-    return "owner: empties the Trash";
-}
-
-bool World::canBeSpared(const Snapshot& now, const std::string& path) const
-{
-    std::set<std::string> elsewhere;
-    std::set<std::string> here;
-    for (const auto& [place, entry] : now.places) {
-        if (entry.isFile()) {
-            (liesIn(place, path) ? here : elsewhere).insert(entry.what);
-        }
-    }
-    return std::ranges::all_of(
-        here, [&](const std::string& sum) { return elsewhere.contains(sum) || !ledger_.contains(sum); });
+    fs::remove(note, error);
+    return "puts back " + origin.string();
 }
 
 std::string World::removeCopy(const Snapshot& now)
@@ -461,83 +397,70 @@ std::string World::removeCopy(const Snapshot& now)
             copies.push_back(place);
         }
     }
-    std::string chosen;
-    for (int tries = 10; tries > 0 && !copies.empty() && chosen.empty(); tries--) {
-        const std::string& copy = dice_.pick(copies);
-        chosen = canBeSpared(now, copy) ? copy : std::string();
-    }
-    if (chosen.empty()) {
+    if (copies.empty()) {
         return {};
     }
+    const std::string& chosen = dice_.pick(copies);
     std::error_code error;
     fs::remove_all(chosen, error);
-    return "owner: removes the copy " + chosen;
+    return "removes " + chosen;
 }
 
 std::string World::changeMode(const Snapshot& now)
 {
     static constexpr std::array<unsigned, 4> modes {0555, 0500, 0444, 0000};
-    std::vector<std::string> candidates;
+    std::vector<std::string> stored;
     for (const auto& [place, entry] : now.places) {
-        if (!entry.isLink() && liesIn(place, home_.native() + "/.zyn-crucible")) {
-            candidates.push_back(place);
-        } else if (!entry.isLink() && depthOf(place) < depthOf(volumes().native()) + 6) {
-            candidates.push_back(place);
+        if (!entry.isLink() && (place.find("/store") != std::string::npos || isInside(place, stores()[0].native()))) {
+            stored.push_back(place);
         }
     }
-    if (candidates.empty()) {
+    if (stored.empty()) {
         return {};
     }
-    const std::string& chosen = dice_.pick(candidates);
-    const bool folder = now.places.at(chosen).isFolder();
-    // Who is not root could not look at it either any more.
-    const unsigned mode = TestSupport::isRoot() ? dice_.pick(modes) : (folder ? 0555U : 0444U);
+    const std::string& chosen = dice_.pick(stored);
     std::error_code error;
-    fs::permissions(chosen, static_cast<fs::perms>(mode), error);
-    return error ? "" : "owner: takes rights from " + chosen;
+    fs::permissions(chosen, static_cast<fs::perms>(dice_.pick(modes)), error);
+    return "takes permissions from " + chosen;
 }
 
 std::string World::restoreModes(const Snapshot& now)
 {
     std::error_code error;
-    const auto restore = [&error](const std::string& path, const Entry& entry) {
-        if (!entry.isLink() && (entry.mode & 0700U) != (entry.isFolder() ? 0700U : 0600U)) {
-            fs::permissions(path, static_cast<fs::perms>(entry.isFolder() ? 0755 : 0644), error);
-        }
-    };
-    for (const auto& [place, entry] : now.places) {
-        restore(place, entry);
-    }
-    for (const auto& [path, item] : now.trash) {
-        for (const auto& [below, entry] : item.tree) {
-            restore(below.empty() ? path : path + "/" + below, entry);
+    for (const Tree& tree : {now.places, now.trash}) {
+        for (const auto& [path, entry] : tree) {
+            if (!entry.isLink() && (entry.mode & 0700U) != (entry.isFolder() ? 0700U : 0600U)) {
+                fs::permissions(path, static_cast<fs::perms>(entry.isFolder() ? 0755 : 0644), error);
+            }
         }
     }
-    return "owner: gives all rights back";
+    return "restores all permissions";
 }
 
-std::string World::makeLinkByHand(const Snapshot& now)
+std::string World::makeLink(const Snapshot& now)
 {
     std::vector<std::string> targets {"nowhere", (volumes() / "Gone/store").string()};
     for (const auto& [place, entry] : now.places) {
-        if (place.find("/models/") != std::string::npos && depthOf(place) < depthOf(home_.native()) + 5) {
+        if (place.find("/models/") != std::string::npos && entry.isFolder()) {
             targets.push_back(place);
         }
     }
-    const fs::path link = dice_.pick(stores()) / "models" / ("by hand " + std::to_string(dice_.below(4)));
+    const fs::path link = dice_.pick(stores()) / "models" / ("link " + std::to_string(dice_.below(4)));
+    const std::string& target = dice_.pick(targets);
     std::error_code error;
     fs::remove(link, error);
-    const std::string& target = dice_.pick(targets);
     fs::create_symlink(target, link, error);
-    return error ? "" : "owner: links " + link.string() + " -> " + target;
+    return error ? "" : "links " + link.string() + " -> " + target;
 }
 
-std::string World::tidyUp(const Snapshot& now)
+// Makes the stores folders again and aims the two links into them.
+std::string World::resetLinks(const Snapshot& now)
 {
     std::error_code error;
     std::vector<std::string> models;
     for (const fs::path& store : stores()) {
-        if (!isHere(store)) {
+        const Drive* const drive = driveOf(store);
+        if (drive != nullptr && !drive->isConnected()) {
             continue;
         }
         for (const fs::path& folder : {store, store / "models"}) {
@@ -548,78 +471,53 @@ std::string World::tidyUp(const Snapshot& now)
         fs::create_directories(store / "models", error);
         for (const auto& [place, entry] : now.treeAt((store / "models").string())) {
             if (entry.isFolder() && !place.empty()) {
-                models.push_back((store / "models" / place).string());
+                models.push_back((store / "models").string() + place);
             }
         }
     }
-    const auto link = [&error](const fs::path& from, const fs::path& to) {
-        if (isFree(from) || fs::is_symlink(from, error)) {
-            fs::remove(from, error);
-            fs::create_directories(from.parent_path(), error);
-            fs::create_symlink(to, from, error);
+    const auto aim = [&error](const fs::path& link, const fs::path& to) {
+        if (isFree(link) || fs::is_symlink(link, error)) {
+            fs::remove(link, error);
+            fs::create_directories(link.parent_path(), error);
+            fs::create_symlink(to, link, error);
         }
     };
-    link(rootLink(), dice_.pick(stores()));
+    aim(rootLink(), dice_.pick(stores()));
     if (!models.empty()) {
-        link(servedLink(), dice_.pick(models));
+        aim(servedLink(), dice_.pick(models));
     }
-    return "owner: tidies up";
+    return "resets the links";
 }
 
 std::string World::handleDrive()
 {
     Drive& drive = drives_[dice_.below(drives_.size())];
     const std::string name = drive.top().filename().string();
-    if (!drive.isHere()) {
-        return bringBack(drive) ? "owner: brings back " + name : "";
+    if (!drive.isConnected()) {
+        drive.connect();
+        return "connects " + name;
     }
     if (drive.isReadOnly()) {
-        return drive.setReadOnly(false) ? "owner: makes " + name + " writable" : "";
+        drive.setReadOnly(false);
+        return "makes " + name + " writable";
     }
-    if (drive.isFilled()) {
-        drive.empty();
-        return "owner: makes room on " + name;
+    if (drive.isFull()) {
+        drive.makeRoom();
+        return "makes room on " + name;
     }
     switch (dice_.below(8)) {
     case 0:
-        return takeAway(drive) ? "owner: takes away " + name : "";
+        drive.disconnect();
+        return "disconnects " + name;
     case 1:
-        return drive.setReadOnly(true) ? "owner: makes " + name + " read-only" : "";
+        drive.setReadOnly(true);
+        return "makes " + name + " read-only";
     case 2:
         drive.fill();
-        return "owner: fills " + name;
+        return "fills " + name;
     default:
         return {};
     }
-}
-
-// What is on a drive that is away is looked for when it is back.
-bool World::takeAway(Drive& drive)
-{
-    Observer observer({drive.top()});
-    std::set<std::string> sums = observer.look().sums();
-    if (!drive.takeAway()) {
-        return false;
-    }
-    away_[drive.top().string()] = std::move(sums);
-    return true;
-}
-
-bool World::bringBack(Drive& drive)
-{
-    away_.erase(drive.top().string());
-    return drive.bringBack();
-}
-
-std::set<std::string> World::missingIn(const Snapshot& now) const
-{
-    std::set<std::string> there = now.sums();
-    for (const auto& [drive, sums] : away_) {
-        there.insert(sums.begin(), sums.end());
-    }
-    std::set<std::string> missing;
-    std::ranges::set_difference(ledger_, there, std::inserter(missing, missing.end()));
-    return missing;
 }
 
 } // namespace RandomWalk

@@ -4,23 +4,23 @@
 #include <deque>
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <random>
-#include <set>
 #include <string>
+#include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 #include "ManagerCore/Foundation/Identity.h"
 #include "ManagerCore/Foundation/ManagerActions.h"
-#include "Tests/ManagerCore/RandomWalk/Snapshot.h"
+#include "Tests/Support/Sandbox.h"
 
-// A made home with a product in it, its weights on several drives, and what its owner does to all that.
+// A home with a product in it, its weights on several drives, and what its owner does to them.
 namespace RandomWalk
 {
 
 namespace fs = std::filesystem;
 
-// The same numbers for the same seed, wherever it runs.
+// Gives the same numbers for the same seed on every machine.
 class Dice
 {
 public:
@@ -36,105 +36,103 @@ private:
     std::mt19937_64 engine_;
 };
 
-// A drive that can be taken away and brought back. For root a file system of its own, else a folder.
+struct Entry {
+    mode_t mode = 0;
+    std::int64_t modified = 0; // nanoseconds; 0 for folders, which change with their entries
+    std::string content; // a file's length and hash, a link's destination
+    bool dangling = false; // not compared: it depends on other entries
+
+    bool operator==(const Entry& other) const
+    {
+        return mode == other.mode && modified == other.modified && content == other.content;
+    }
+    [[nodiscard]] bool isFolder() const;
+    [[nodiscard]] bool isFile() const;
+    [[nodiscard]] bool isLink() const;
+};
+
+using Tree = std::map<std::string, Entry>;
+
+struct Snapshot {
+    Tree places; // by path, without the Trash
+    Tree trash; // by path, the notes included
+
+    bool operator==(const Snapshot&) const = default;
+    // The entries at and below a path, by their path relative to it.
+    [[nodiscard]] Tree treeAt(const std::string& path) const;
+};
+
+bool isInside(std::string_view path, std::string_view folder);
+
+// The path with the links of its parent folders resolved, as a snapshot has it.
+std::string placeOf(const fs::path& path);
+
+// A file system that can be disconnected while it is in use.
 class Drive
 {
 public:
-    enum class Kind : std::uint8_t { ext4, tmpfs, folder };
-
-    // Makes it and brings it. `store` is where its medium is kept.
-    Drive(fs::path mountPoint, const fs::path& store, Kind kind);
+    Drive(fs::path mountPoint, const fs::path& media, const std::string& type);
     ~Drive();
     Drive(const Drive&) = delete;
     Drive& operator=(const Drive&) = delete;
 
     [[nodiscard]] const fs::path& top() const { return mountPoint_; }
-    [[nodiscard]] bool isHere() const { return here_; }
-    [[nodiscard]] bool hasTrash() const { return kind_ != Kind::tmpfs; }
+    [[nodiscard]] bool isConnected() const { return connected_; }
     [[nodiscard]] bool isReadOnly() const { return readOnly_; }
-    // Also while it is used: at once.
-    bool takeAway();
-    bool bringBack();
-    bool setReadOnly(bool readOnly);
-    // Leaves no room, or makes room again.
+    [[nodiscard]] bool isFull() const;
+    void connect();
+    void disconnect();
+    void setReadOnly(bool readOnly);
     void fill() const;
-    void empty() const;
-    [[nodiscard]] bool isFilled() const;
+    void makeRoom() const;
 
 private:
-    [[nodiscard]] bool plugIn() const;
-
+    TestSupport::MountedVolume medium_; // mounted out of sight; a bind mount shows it at the mount point
     fs::path mountPoint_;
-    fs::path medium_; // where it is mounted, or lies, for nobody to see
-    Kind kind_;
-    bool here_ = false;
+    bool connected_ = false;
     bool readOnly_ = false;
 };
 
 class World
 {
 public:
-    World(const fs::path& home, const fs::path& scratch, Dice& dice);
+    World(fs::path home, fs::path scratch, Dice& dice);
     ~World();
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    [[nodiscard]] const fs::path& home() const { return home_; }
-    [[nodiscard]] fs::path volumes() const { return scratch_ / "Volumes"; }
-    [[nodiscard]] fs::path projects() const { return scratch_ / "projects"; }
-    [[nodiscard]] fs::path descriptors() const { return scratch_ / "descriptors"; }
-    [[nodiscard]] fs::path temporary() const { return scratch_ / "temporary"; }
+    [[nodiscard]] Snapshot snapshot() const;
     [[nodiscard]] fs::path rootLink() const { return home_ / ".zyn/crucible"; }
     [[nodiscard]] fs::path servedLink() const { return home_ / ".zyn/served-model"; }
-    // The stores of weights, each by the path of its folder.
     [[nodiscard]] std::vector<fs::path> stores() const;
-    [[nodiscard]] std::deque<Drive>& drives() { return drives_; }
-    // Whether the place is one that is looked at.
-    [[nodiscard]] bool holds(const std::string& place) const;
     [[nodiscard]] Drive* driveOf(const fs::path& path);
+    [[nodiscard]] bool contains(const std::string& path) const;
     [[nodiscard]] ManagerCore::Identity identity() const;
-    [[nodiscard]] ManagerCore::ManagerActions actions() const;
+    [[nodiscard]] ManagerCore::ManagerActions actions() const { return {.modelServed = servedLink().string()}; }
 
-    // Each does something of its kind, decided by the dice, to what the snapshot shows, and says what.
+    // One random act of the owner, as a line of the log; empty when it was not possible.
+    std::string ownerActs(const Snapshot& now);
+    // Fails where a file exists.
+    bool addFile(const fs::path& file, std::size_t size);
+
+private:
+    [[nodiscard]] fs::path volumes() const { return scratch_ / "Volumes"; }
     std::string makeModel();
     std::string makeProductItem();
     std::string putBack(const Snapshot& now);
-    std::string emptyTrash(const Snapshot& now);
     std::string removeCopy(const Snapshot& now);
     std::string changeMode(const Snapshot& now);
-    std::string makeLinkByHand(const Snapshot& now);
-    std::string handleDrive();
-    // The stores are folders again and the two links lead into them.
-    std::string tidyUp(const Snapshot& now);
-    // The source of a database is not what was installed from it any more.
-    std::string changeDatabase();
-    // Every folder and file can be written to by its owner again.
     std::string restoreModes(const Snapshot& now);
-    // A new file where none stands; false when it cannot be made.
-    bool addFile(const fs::path& file, std::size_t size);
-    // Writes other bytes into a file, as many as it has; gives what it is then.
-    std::optional<Entry> rewrite(const fs::path& file, const Entry& entry);
-
-    // Which contents there must be somewhere, as far as their drives are here.
-    [[nodiscard]] std::set<std::string> missingIn(const Snapshot& now) const;
-
-private:
-    std::string contents(std::size_t size);
-    void makeLinks();
-    void makeDatabases();
+    std::string makeLink(const Snapshot& now);
+    std::string resetLinks(const Snapshot& now);
+    std::string handleDrive();
     void makeModelAt(const fs::path& folder);
-    bool takeAway(Drive& drive);
-    bool bringBack(Drive& drive);
-    // Whether the drive that the path leads to is.
-    [[nodiscard]] bool isHere(const fs::path& path);
-    [[nodiscard]] bool canBeSpared(const Snapshot& now, const std::string& path) const;
+    void describeDatabase(const std::string& id, const fs::path& source, const std::string& destination);
 
     fs::path home_;
     fs::path scratch_;
     Dice& dice_;
     std::deque<Drive> drives_;
-    std::set<std::string> ledger_; // of all files that were made
-    std::map<std::string, std::set<std::string>> away_; // by the drive's top, what is on it
     std::size_t made_ = 0;
 };
 
