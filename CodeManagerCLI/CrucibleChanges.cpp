@@ -1,13 +1,9 @@
 #include "CodeManagerCLI/CrucibleChanges.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <string_view>
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "CodeManagerCLI/Output.h"
 #include "CodeManagerCLI/Product.h"
@@ -23,8 +19,8 @@
 #include "ManagerCore/Crucible/CrucibleServing.h"
 #include "ManagerCore/Foundation/FilePath.h"
 #include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Foundation/WholeFile.h"
 #include "ManagerCore/Health/Service.h"
-#include "ManagerCore/Platform/ErrorText.h"
 
 namespace CodeManagerCLI::CrucibleChanges
 {
@@ -150,35 +146,6 @@ std::string adviceOnMissing(const std::filesystem::path& link)
     return "There is no link at " + link.string() + ". Take it back from the Trash, or make it with “ln -s”.";
 }
 
-// O_EXCL: what is there is never written over. Absent on success, else one sentence why; a file of ours that could not
-// be completed is taken away again.
-std::optional<std::string> writeNew(const std::filesystem::path& file, std::string_view text)
-{
-    namespace ErrorText = ManagerCore::Platform::ErrorText;
-    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0) {
-        return ErrorText::saving(errno, file);
-    }
-    int error = 0;
-    while (!text.empty() && error == 0) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
-        if (written >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            error = errno;
-        }
-    }
-    if (error == 0 && ::fsync(descriptor) != 0 && errno != EINVAL) {
-        error = errno;
-    }
-    ::close(descriptor);
-    if (error != 0) {
-        ::unlink(file.c_str());
-        return ErrorText::saving(error, file);
-    }
-    return std::nullopt;
-}
-
 using ManagerCore::CrucibleHealth::Finding;
 
 Json jsonOf(const std::vector<Finding>& leftOut)
@@ -290,7 +257,7 @@ int backup(const Context& context, const std::optional<std::string>& file, bool 
 {
     const auto backup = ManagerCore::CrucibleBackup::make(CrucibleRoots::all(), CrucibleRoots::configPath());
     const auto path = file ? std::optional(FilePath::fromText(*file)) : std::nullopt;
-    const auto error = path && !dryRun ? writeNew(*path, backup.document) : std::nullopt;
+    const auto error = path && !dryRun ? ManagerCore::WholeFile::writeNew(*path, backup.document, 0666) : std::nullopt;
     if (context.json) {
         Json document {{"document", backup.document},
                        {"path", path ? Json(path->string()) : Json(nullptr)},

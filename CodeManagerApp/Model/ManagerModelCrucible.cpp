@@ -46,7 +46,7 @@ std::vector<CrucibleRepair::Result> repairAll()
 QString backUpTo(const std::filesystem::path& file)
 {
     const CrucibleBackup::Backup backup = CrucibleBackup::make(CrucibleRoots::all(), CrucibleRoots::configPath());
-    if (const auto failure = WholeFile::write(file, backup.document, 0666)) {
+    if (const auto failure = WholeFile::writeNew(file, backup.document, 0666)) {
         return fromUtf8("The links could not be backed up: " + *failure);
     }
     std::string text = "Links backed up:\n" + file.native();

@@ -47,6 +47,8 @@ Flow {
             title: "Back up links"
             acceptLabel: "Back up"
             fileMode: FileDialog.SaveFile
+            // The model refuses a file that exists: do not ask whether to replace it.
+            options: FileDialog.DontConfirmOverwrite
             defaultSuffix: "toml"
             onAccepted: root.model.requestLinkBackup(selectedFile)
             onVisibleChanged: {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::WholeFile
 {
@@ -28,22 +29,30 @@ int writeAll(int descriptor, std::string_view bytes)
     return 0;
 }
 
-int writeDurably(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
+// Creates the file, durable. 0, or an errno and nothing is left behind.
+int create(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
 {
-    ::unlink(file.c_str());
-    const int made = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (made < 0) {
+    Platform::UniqueFd made(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!made.isOpen()) {
         return errno;
     }
-    int error = writeAll(made, bytes);
-    if (error == 0 && ::fsync(made) != 0) {
+    int error = writeAll(made.get(), bytes);
+    if (error == 0 && ::fsync(made.get()) != 0) {
         error = errno;
     }
     // Interrupted or not, the descriptor is gone afterwards: closing it again could hit another one.
-    if (::close(made) != 0 && errno != EINTR && error == 0) {
+    if (::close(made.release()) != 0 && errno != EINTR && error == 0) {
         error = errno;
     }
+    if (error != 0) {
+        ::unlink(file.c_str());
+    }
     return error;
+}
+
+std::optional<std::string> failure(int error, const std::filesystem::path& file)
+{
+    return error == 0 ? std::nullopt : std::optional(ErrorText::saving(error, file));
 }
 
 } // namespace
@@ -56,15 +65,18 @@ std::filesystem::path besideName(const std::filesystem::path& file)
 std::optional<std::string> write(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
 {
     const std::filesystem::path beside = besideName(file);
-    int error = writeDurably(beside, bytes, mode);
+    ::unlink(beside.c_str());
+    int error = create(beside, bytes, mode);
     if (error == 0 && ::rename(beside.c_str(), file.c_str()) != 0) {
         error = errno;
+        ::unlink(beside.c_str());
     }
-    if (error == 0) {
-        return std::nullopt;
-    }
-    ::unlink(beside.c_str());
-    return ErrorText::saving(error, file);
+    return failure(error, file);
+}
+
+std::optional<std::string> writeNew(const std::filesystem::path& file, std::string_view bytes, mode_t mode)
+{
+    return failure(create(file, bytes, mode), file);
 }
 
 std::optional<std::string> makeFolders(const std::filesystem::path& folder, mode_t mode)

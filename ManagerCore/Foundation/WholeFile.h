@@ -15,6 +15,10 @@ namespace ManagerCore::WholeFile
 // two writers of one file at a time are the caller's to keep apart. Absent on success, else one sentence why not.
 std::optional<std::string> write(const std::filesystem::path& file, std::string_view bytes, mode_t mode);
 
+// Creates `file`, durable. Whatever exists there, a dangling link included, stays and is an error. Absent on success,
+// else one sentence why not, and no file is left; a killed writer leaves the beginning of one.
+std::optional<std::string> writeNew(const std::filesystem::path& file, std::string_view bytes, mode_t mode);
+
 // Creates the folder and those above it, each with `mode`. Absent on success, else one sentence why not.
 std::optional<std::string> makeFolders(const std::filesystem::path& folder, mode_t mode);
 

@@ -420,6 +420,19 @@ class Links(CrucibleTest):
         self.expect_in_trash("Vantor-Mini", "/gone")
         self.expect_weights_untouched()
 
+    def test_a_backup_replaces_no_file(self):
+        file = self.sample.scratch / "kept/links.toml"
+        file.parent.mkdir()
+        file.write_text("mine")
+        window = self.open_crucible()
+        window.button("Back up links…").press()
+        dialog = self.go_to(window, "Back up links", file.parent)
+        self.write_name(window, dialog, file.name)
+        self.accept(window, dialog, "Back up")
+        self.expect_console(window, "The links could not be backed up: The file “links.toml” couldn’t be saved in the "
+                                    "folder “kept” because a file with the same name already exists.")
+        self.assertEqual(file.read_text(), "mine")
+
     def write_name(self, window, dialog, name):
         field = next(node for node in dialog.children if node.role == Role.TEXT)
         window.click(field)

@@ -217,6 +217,19 @@ TEST_F(CrucibleOperationTest, linksAreBackedUpAndRestored)
     EXPECT_TRUE(model.console().startsWith(QStringLiteral("The links could not be backed up: ")));
 }
 
+TEST_F(CrucibleOperationTest, aBackupReplacesNoFile)
+{
+    ManagerModel model(identity_, actions_);
+    probe(model);
+    TestSupport::write(scratch() / "kept.toml", "mine");
+    model.backUpLinks(scratch() / "kept.toml");
+    ASSERT_TRUE(settled(model));
+    EXPECT_EQ(toUtf8(model.console()),
+              "The links could not be backed up: The file “kept.toml” couldn’t be saved in the folder “scratch” "
+              "because a file with the same name already exists.");
+    EXPECT_EQ(TestSupport::read(scratch() / "kept.toml"), "mine");
+}
+
 TEST_F(CrucibleOperationTest, whatEndsFirstHidesNothingThatStillRuns)
 {
     ManagerModel model(identity_, actions_);

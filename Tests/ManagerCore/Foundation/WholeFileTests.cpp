@@ -73,6 +73,36 @@ TEST_F(WholeFileTest, IsOldOrNewOnAFullVolume)
     EXPECT_EQ(entriesIn(volume.path()), 1U);
 }
 
+TEST_F(WholeFileTest, ANewFileReplacesNothing)
+{
+    const auto taken = [](const std::filesystem::path& file) { return WholeFile::writeNew(file, "new", 0666); };
+    EXPECT_EQ(WholeFile::writeNew(home() / "file", "first", 0640), std::nullopt);
+    struct stat made {};
+    ASSERT_EQ(::stat((home() / "file").c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode & 0777U, 0640U);
+    EXPECT_EQ(
+        taken(home() / "file"),
+        "The file “file” couldn’t be saved in the folder “home” because a file with the same name already exists.");
+    EXPECT_EQ(read(home() / "file"), "first");
+
+    makeLink(home() / "dangling", scratch() / "none");
+    EXPECT_TRUE(taken(home() / "dangling"));
+    EXPECT_FALSE(std::filesystem::exists(scratch() / "none"));
+    EXPECT_TRUE(std::filesystem::is_symlink(home() / "dangling"));
+    EXPECT_EQ(taken(home() / "none/file"), "The file “file” doesn’t exist.");
+}
+
+TEST_F(WholeFileTest, ANewFileThatDoesNotFitIsNotLeftBehind)
+{
+    const MountedVolume volume(scratch() / "volume", "tmpfs", 1);
+    if (!volume.mounted()) {
+        GTEST_SKIP() << "A volume can only be mounted as root.";
+    }
+    EXPECT_EQ(WholeFile::writeNew(volume.path() / "file", std::string(2 << 20, 'x'), 0600),
+              "The file “file” couldn’t be saved because the volume is full.");
+    EXPECT_EQ(entriesIn(volume.path()), 0U);
+}
+
 TEST_F(WholeFileTest, MakesFolders)
 {
     EXPECT_EQ(WholeFile::makeFolders(home() / "a/b/c", 0700), std::nullopt);
