@@ -271,6 +271,16 @@ QCoro::Task<> ManagerModel::tellDesktop(std::string message)
 
 void ManagerModel::append(const QString& text) { setConsole(console() + text); }
 
+void ManagerModel::report(const QString& text)
+{
+    if (!operationRuns()) {
+        setConsole(text);
+        return;
+    }
+    const bool lineIsOpen = !console().isEmpty() && !console().endsWith(QLatin1Char('\n'));
+    append((lineIsOpen ? QStringLiteral("\n") : QString()) + text + QLatin1Char('\n'));
+}
+
 QString ManagerModel::reasonAgainstOperations() const { return busy() ? Reasons::anotherOperation() : QString(); }
 
 bool ManagerModel::settles(std::chrono::milliseconds wait)

@@ -337,6 +337,8 @@ private:
     void beginCrucibleWork();
     void endCrucibleWork();
     void append(const QString& text);
+    // Of what is no operation: replaces the console, or becomes a line of its own below what a running one has written.
+    void report(const QString& text);
     // What is ticked, in the catalog's order.
     [[nodiscard]] std::vector<ManagerCore::CatalogModel> checkedModels() const;
     QCoro::Task<> tellDesktop(std::string message);

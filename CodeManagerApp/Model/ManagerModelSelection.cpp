@@ -135,7 +135,7 @@ QCoro::Task<> ManagerModel::reveal(std::string path)
     const std::optional<std::string> failure
         = co_await inBackground(&Desktop::reveal, std::filesystem::path(std::move(path)));
     if (failure) {
-        setConsole(fromUtf8("The item could not be shown: " + *failure));
+        report(fromUtf8("The item could not be shown: " + *failure));
     }
 }
 

@@ -58,7 +58,7 @@ QCoro::Task<> ManagerModel::openLog()
     const std::optional<std::string> failure
         = co_await inBackground(&Desktop::open, FilePath::expandTilde(actions_.serverLog));
     if (failure) {
-        setConsole(fromUtf8("The log could not be opened: " + *failure));
+        report(fromUtf8("The log could not be opened: " + *failure));
     }
 }
 

@@ -73,6 +73,21 @@ class OpenLog(WindowTest):
         window.button("Open Log").press()
         self.expect_opened(self.sample.log_file)
 
+    def test_a_missing_log_leaves_the_console_of_an_operation(self):
+        script = self.sample.home / "Projects/zyn-v8/build.command"
+        self.addCleanup(script.write_bytes, script.read_bytes())
+        script.write_text('while [ ! -e "$HOME/go" ]; do sleep 0.1; done; echo built\n')
+        go = self.sample.home / "go"
+        self.addCleanup(go.unlink, missing_ok=True)
+        window = self.open_at_rest(CM_PANE="install", CM_IDENTITY_TOML=self.descriptor("~/no such.log"))
+        window.button("CLI only").press()
+        window.open_pane("Services")
+        window.button("Open Log").press()
+        told = "Installing Zyn…\nThe log could not be opened: The file “no such.log” doesn’t exist.\n"
+        self.expect_sentence(window, told)
+        go.touch()
+        self.expect_sentence(window, told + "built\n")
+
     def descriptor(self, log):
         lines = [line for line in self.sample.descriptor.read_text().splitlines() if not line.startswith("server_log")]
         file = self.sample.scratch / "other log.toml"

@@ -147,6 +147,31 @@ TEST_F(ServiceOperationTest, aLogThatIsNotThereIsToldOf)
     EXPECT_EQ(toUtf8(ManagerModel({}, {}).openLogAction().reason), "The product's descriptor names no log.");
 }
 
+TEST_F(ServiceOperationTest, whatCannotBeOpenedOrShownLeavesTheConsoleOfAnOperation)
+{
+    const std::string log = "The log could not be opened: The file “server.log” doesn’t exist.\n";
+    const std::string item = "The item could not be shown: The file “none” doesn’t exist.\n";
+    ManagerModel model({}, {.serverLog = "~/logs/server.log"});
+    model.setConsole(QStringLiteral("said before"));
+    model.setBusy(true);
+    model.openLog();
+    ASSERT_TRUE(until(model, &ManagerModel::consoleChanged, [&] { return model.console().size() > 12; }));
+    EXPECT_EQ(toUtf8(model.console()), "said before\n" + log);
+    model.reveal((scratch() / "none").string());
+    ASSERT_TRUE(until(model, &ManagerModel::consoleChanged, [&] { return model.console().contains(u"shown"); }));
+    EXPECT_EQ(toUtf8(model.console()), "said before\n" + log + item);
+
+    model.setConsole({});
+    model.openLog();
+    ASSERT_TRUE(until(model, &ManagerModel::consoleChanged, [&] { return !model.console().isEmpty(); }));
+    EXPECT_EQ(toUtf8(model.console()), log) << "an operation that has written nothing yet";
+
+    model.setBusy(false);
+    model.reveal((scratch() / "none").string());
+    ASSERT_TRUE(until(model, &ManagerModel::consoleChanged, [&] { return model.console().contains(u"shown"); }));
+    EXPECT_EQ(toUtf8(model.console()) + "\n", item) << "replaces what no operation writes any more";
+}
+
 TEST_F(ServiceOperationTest, theOutcomesAreWordedToTheLetter)
 {
     using ManagerCore::Proc::Out;
