@@ -245,6 +245,15 @@ std::string_view lastCharacters(std::string_view text, std::size_t count)
     if (count == 0) {
         return {};
     }
+    // A line feed ends a character: where enough of them follow one, the text before it need not be read.
+    if (text.size() / 4 > count) {
+        const std::size_t lineFeed = text.find('\n', text.size() - 4 * count);
+        const std::string_view rest = lineFeed == std::string_view::npos ? "" : text.substr(lineFeed + 1);
+        const std::string_view last = lastCharacters(rest, count);
+        if (last.size() < rest.size()) {
+            return last;
+        }
+    }
     std::vector<std::size_t> starts(count, 0); // of the last `count` characters, as a ring
     std::size_t seen = 1;
     eachBoundary(text, [&](std::size_t index) {

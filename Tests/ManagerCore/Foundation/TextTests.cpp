@@ -68,6 +68,27 @@ TEST(TextCharacters, countAsAReaderSeesThem)
     EXPECT_EQ(Text::lastCharacters("xe\u0301\r\n", 2), "e\u0301\r\n");
 }
 
+// Of a long text the last lines decide, where they hold enough characters.
+TEST(TextCharacters, theLastOfALongTextAreTheSameWhateverItsLines)
+{
+    const auto repeated = [](std::string_view unit, std::size_t count) {
+        std::string text;
+        for (std::size_t index = 0; index < count; index++) {
+            text += unit;
+        }
+        return text;
+    };
+    const std::string before(100000, 'x');
+    EXPECT_EQ(Text::lastCharacters(before + "\nab", 10), "xxxxxxx\nab") << "few follow the line feed";
+    EXPECT_EQ(Text::lastCharacters(before + "\n0123456789", 10), "0123456789");
+    EXPECT_EQ(Text::lastCharacters(before + "\nx0123456789", 10), "0123456789");
+    EXPECT_EQ(Text::lastCharacters(before + repeated("\r\n", 20), 10), repeated("\r\n", 10));
+    EXPECT_EQ(Text::lastCharacters(before + repeated("\n", 20), 10), repeated("\n", 10));
+    const std::string family = "👩‍👩‍👧\n";
+    EXPECT_EQ(Text::lastCharacters(before + repeated(family, 100), 11), "\n" + repeated(family, 5));
+    EXPECT_EQ(Text::lastCharacters(before + "\n" + repeated("e\u0301", 100), 10), repeated("e\u0301", 10));
+}
+
 TEST(TextLowercased, followsUnicodeAndComposes)
 {
     EXPECT_EQ(Text::lowercased("ÄÖ ABC-7B"), "äö abc-7b");
