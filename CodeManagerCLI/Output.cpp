@@ -169,6 +169,10 @@ void Output::streamedLine(std::string_view text) { out_ << visibleLines(text) <<
 
 void Output::streamedErrorLine(std::string_view text) { beforeError() << visibleLines(text) << '\n' << std::flush; }
 
+void Output::streamedText(std::string_view text) { out_ << visibleLines(text) << std::flush; }
+
+void Output::streamedErrorText(std::string_view text) { beforeError() << visibleLines(text) << std::flush; }
+
 void Output::flush() { out_.flush(); }
 
 void Output::errorLine(std::string_view text) { beforeError() << visible(text) << '\n' << std::flush; }

@@ -48,6 +48,9 @@ public:
     // A line of a script that is running, at once.
     void streamedLine(std::string_view text);
     void streamedErrorLine(std::string_view text);
+    // The beginning of such a line, which the next one completes.
+    void streamedText(std::string_view text);
+    void streamedErrorText(std::string_view text);
     void flush();
 
     void errorLine(std::string_view text);

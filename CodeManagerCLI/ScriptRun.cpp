@@ -38,7 +38,9 @@ Out refusal(std::string sentence) { return {.code = 1, .stdout = {}, .stderr = s
 ScriptRun::ScriptRun(const Context& context)
     : output_(context.output)
     , shows_(!context.json)
-    , watcher_([this](Stream stream, std::string_view line) { show(stream, line); })
+    , watcher_(ManagerCore::Proc::WatcherOptions {
+          .onLine = [this](Stream stream, std::string_view line) { show(stream, line); },
+          .onPrompt = [this](Stream stream, std::string_view text) { showPrompt(stream, text); }})
 {
 }
 
@@ -46,6 +48,7 @@ ManagerCore::Proc::Watcher* ScriptRun::watcher() { return shows_ ? &watcher_ : n
 
 void ScriptRun::show(Stream stream, std::string_view line)
 {
+    openLine_.reset();
     if (stream == Stream::output) {
         output_.streamedLine(line);
         return;
@@ -54,10 +57,24 @@ void ScriptRun::show(Stream stream, std::string_view line)
     output_.streamedErrorLine(line);
 }
 
+void ScriptRun::showPrompt(Stream stream, std::string_view text)
+{
+    openLine_ = stream;
+    if (stream == Stream::output) {
+        output_.streamedText(text);
+        return;
+    }
+    lastError_ = std::string(text);
+    output_.streamedErrorText(text);
+}
+
 void ScriptRun::finish(const Out& out)
 {
     if (!shows_) {
         return;
+    }
+    if (openLine_) {
+        show(*openLine_, {});
     }
     lineEndAdded_ = lacksLineEnd(out.stdout);
     const bool shown = lastError_ && withoutLineEnd(out.stderr).ends_with(*lastError_);

@@ -17,7 +17,8 @@ Json jsonOf(const ManagerCore::Proc::Out& out, bool dryRun);
 // Code 1 with the sentence as standard error, as the core refuses.
 ManagerCore::Proc::Out refusal(std::string sentence);
 
-// Scripts whose lines are shown as they come, each on its own stream; with --json nothing is.
+// Scripts whose lines are shown as they come, each on its own stream, and so are their questions; with --json nothing
+// is.
 class ScriptRun
 {
 public:
@@ -35,12 +36,14 @@ public:
 
 private:
     void show(ManagerCore::Proc::Stream stream, std::string_view line);
+    void showPrompt(ManagerCore::Proc::Stream stream, std::string_view text);
     std::string_view continued(std::string_view text);
 
     Output& output_;
     bool shows_;
     bool lineEndAdded_ = false; // the last text had none of its own
     std::optional<std::string> lastError_; // the last line on the standard error
+    std::optional<ManagerCore::Proc::Stream> openLine_; // where the last text was a prompt
     ManagerCore::Proc::Watcher watcher_;
 };
 

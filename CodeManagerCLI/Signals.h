@@ -2,8 +2,8 @@
 
 #include <functional>
 
-// How the program ends when it is told to: its child processes first, which lead process groups of their own and are
-// not reached by the terminal's Ctrl-C, then the program itself by that very signal.
+// How the program ends when it is told to: its child processes first, which lead sessions of their own and are not
+// reached by the terminal's Ctrl-C, then the program itself by that very signal.
 namespace CodeManagerCLI::Signals
 {
 

@@ -24,7 +24,10 @@ void prepare()
             ::open("/dev/null", O_RDONLY); // takes the lowest free number, which is this one
         }
     }
-    ManagerCore::Proc::giveUpTerminalInput();
+    const pid_t foreground = ::tcgetpgrp(STDIN_FILENO); // -1 for anything but the controlling terminal
+    if (foreground > 0 && foreground != ::getpgrp()) {
+        ManagerCore::Proc::giveUpTerminalInput();
+    }
 }
 
 bool wantsColours(int descriptor)

@@ -12,8 +12,8 @@ namespace StandardStreams
 {
 
 // Gives every standard descriptor that came closed a stand-in, so that no file of ours takes its number and is written
-// to by mistake; writing to a stand-in fails. Replaces a terminal as standard input by an empty one: a child that reads
-// it would be stopped by the terminal, since it is not in the foreground group.
+// to by mistake; writing to a stand-in fails. In the background gives up the terminal as standard input: children have
+// sessions of their own, so job control does not keep them from reading what is typed for the shell.
 void prepare();
 
 // Whether colours are wanted on this descriptor: a terminal that is not dumb, and NO_COLOR not set.

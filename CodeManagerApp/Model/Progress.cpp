@@ -2,6 +2,7 @@
 
 #include <QRegularExpression>
 
+#include "CodeManagerApp/Model/Console.h"
 #include "CodeManagerApp/Model/QtText.h"
 
 namespace CodeManagerApp
@@ -49,8 +50,10 @@ Progress::Progress(QObject* parent)
 void Progress::begin(const QString& name, std::size_t steps)
 {
     latest_ = std::make_shared<LatestLine>();
-    watcher_ = std::make_shared<ManagerCore::Proc::Watcher>(
-        [latest = latest_](ManagerCore::Proc::Stream, std::string_view line) { latest->put(line); });
+    watcher_ = std::make_shared<ManagerCore::Proc::Watcher>(ManagerCore::Proc::WatcherOptions {
+        .onLine = [latest = latest_](ManagerCore::Proc::Stream, std::string_view line) { latest->put(line); },
+        .onPrompt = {},
+        .kept = Console::cap});
     began_ = std::chrono::steady_clock::now();
     steps_ = steps;
     number_ = 0;

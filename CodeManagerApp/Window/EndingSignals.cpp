@@ -16,13 +16,13 @@ namespace
 {
 
 constexpr std::array ending {SIGINT, SIGTERM, SIGHUP};
-std::array<int, 2> pipeEnds {-1, -1};
+std::array<ManagerCore::Platform::UniqueFd, 2> pipeEnds;
 
 void tell(int /*signal*/)
 {
     const int before = errno;
     const char byte = 0;
-    [[maybe_unused]] const ssize_t told = ::write(pipeEnds[1], &byte, 1);
+    [[maybe_unused]] const ssize_t told = ::write(pipeEnds[1].get(), &byte, 1);
     errno = before;
 }
 
@@ -47,7 +47,7 @@ EndingSignals::EndingSignals()
     if (!ManagerCore::Platform::makePipe(pipeEnds)) {
         return;
     }
-    notifier_ = std::make_unique<QSocketNotifier>(pipeEnds[0], QSocketNotifier::Read);
+    notifier_ = std::make_unique<QSocketNotifier>(pipeEnds[0].get(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
         notifier_->setEnabled(false);
         QCoreApplication::exit(); // to quit would ask the window, which may not want to close
@@ -66,10 +66,7 @@ EndingSignals::~EndingSignals()
         handle(signal, SIG_DFL);
     }
     notifier_.reset();
-    for (int& end : pipeEnds) {
-        ::close(end);
-        end = -1;
-    }
+    pipeEnds = {};
 }
 
 } // namespace CodeManagerApp

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <poll.h>
 #include <shared_mutex>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -32,32 +33,10 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds politeness {3}; // between asking a group to end and ending it by force
+constexpr std::chrono::seconds gracePeriod {3}; // between asking a group to end and ending it by force
 constexpr std::size_t readSize = 65536;
-
-void closeEnd(int& end)
-{
-    if (end >= 0) {
-        ::close(end);
-        end = -1;
-    }
-}
-
-struct Pipe {
-    std::array<int, 2> ends {-1, -1};
-
-    Pipe() = default;
-    ~Pipe()
-    {
-        closeEnd(ends[0]);
-        closeEnd(ends[1]);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-
-    int& reading() { return ends[0]; }
-    int& writing() { return ends[1]; }
-};
+constexpr int silence = 200; // milliseconds after which the beginning of a line may be a question
+constexpr std::size_t firstTrim = 1U << 20; // bytes of a stream
 
 // The process groups that are running, so that a program that ends can take its children along.
 class Groups
@@ -114,12 +93,19 @@ public:
     }
 
 private:
-    // Forgets the groups that have no member left; false when none is left.
+    // Forgets the groups that have no member left. False when no process is left that can be signalled: EPERM is the
+    // answer for other users' processes and, on a Mac, for zombies. Such a group stays listed, since a process of
+    // another user may become one of ours.
     bool signalAll(int signal)
     {
         const std::lock_guard lock(list_);
-        std::erase_if(groups_, [signal](pid_t group) { return ::kill(-group, signal) != 0 && errno == ESRCH; });
-        return !groups_.empty();
+        bool reached = false;
+        std::erase_if(groups_, [&](pid_t group) {
+            const int error = ::kill(-group, signal) == 0 ? 0 : errno;
+            reached = reached || error == 0;
+            return error == ESRCH;
+        });
+        return reached;
     }
 
     std::shared_mutex starting_;
@@ -129,8 +115,8 @@ private:
     bool ended_ = false; // under starting_
 };
 
-// A program that was started with SIGCHLD ignored could not learn how its children end.
-bool heedChildren()
+// Restores SIGCHLD if it was inherited as ignored; waitpid needs it.
+bool restoreChildSignal()
 {
     struct sigaction action {};
     if (::sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
@@ -142,7 +128,7 @@ bool heedChildren()
 
 Groups& groups()
 {
-    [[maybe_unused]] static const bool heeding = heedChildren();
+    [[maybe_unused]] static const bool restored = restoreChildSignal();
     static Groups all;
     return all;
 }
@@ -196,7 +182,20 @@ bool holdsZeroByte(const Command& command)
         || (command.environment && std::ranges::any_of(*command.environment, cut));
 }
 
-// How the child begins: its streams, its folder, a process group of its own and signals as a program expects them.
+// Why the folder cannot be entered; absent where it can.
+std::optional<std::string> enteringFailure(const std::filesystem::path& folder)
+{
+    struct stat status {};
+    if (::stat(folder.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
+        return Platform::ErrorText::unsuitable(folder, "it isn’t a folder");
+    }
+    if (::faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) != 0) {
+        return Platform::ErrorText::reading(errno, folder);
+    }
+    return std::nullopt;
+}
+
+// How the child begins: its streams, its folder, a session of its own and signals as a program expects them.
 class SpawnSetup
 {
 public:
@@ -223,15 +222,14 @@ public:
         for (const int signal : {SIGPIPE, SIGCHLD, SIGTERM}) {
             sigaddset(&defaults, signal);
         }
-        const short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+        const short flags = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
         int failure = ::posix_spawnattr_setflags(&attributes_, flags);
-        failure = failure != 0 ? failure : ::posix_spawnattr_setpgroup(&attributes_, 0);
         failure = failure != 0 ? failure : ::posix_spawnattr_setsigmask(&attributes_, &none);
         failure = failure != 0 ? failure : ::posix_spawnattr_setsigdefault(&attributes_, &defaults);
         failure = failure != 0 ? failure : ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
         failure = failure != 0 ? failure : ::posix_spawn_file_actions_adddup2(&actions_, error, STDERR_FILENO);
         if (failure == 0 && workingFolder) {
-            failure = ::posix_spawn_file_actions_addchdir_np(&actions_, workingFolder->c_str());
+            failure = Platform::setWorkingFolder(actions_, *workingFolder);
         }
         return failure != 0 ? failure : Platform::restrictInheritance(attributes_, actions_);
     }
@@ -252,21 +250,36 @@ private:
     posix_spawn_file_actions_t actions_ {};
 };
 
-// One of the child's streams: what it wrote so far, and how much of that the watcher has seen.
+// One of the child's streams: what it wrote, and how much of that the watcher has seen.
 struct Collected {
     Stream stream = Stream::output;
-    int end = -1;
+    Platform::UniqueFd end;
     std::string bytes;
     std::size_t told = 0;
-    std::size_t searched = 0;
+    std::size_t trimAt = firstTrim;
+
+    [[nodiscard]] bool isOpen() const { return end.isOpen(); }
+
+    // Drops what comes before the last `kept` characters, now and then. One character more stays: the last one may yet
+    // become one with what follows.
+    void trim(std::size_t kept)
+    {
+        if (kept == std::string::npos || bytes.size() < trimAt) {
+            return;
+        }
+        const std::size_t dropped = bytes.size() - Text::lastCharacters(bytes, kept + 1).size();
+        bytes.erase(0, dropped);
+        told -= std::min(told, dropped);
+        trimAt = std::max(firstTrim, 2 * bytes.size());
+    }
 };
 
 // Everything about one child while it runs.
 class Run
 {
 public:
-    Run(const Watcher::OnLine* onLine, const std::atomic<bool>* stopRequested, int wake)
-        : onLine_(onLine)
+    Run(const WatcherOptions& options, const std::atomic<bool>* stopRequested, int wake)
+        : options_(options)
         , stopRequested_(stopRequested)
         , wake_(wake)
     {
@@ -292,70 +305,67 @@ public:
     }
 
 private:
-    // The working folder is entered by the child, whose errno does not tell which of the two was missing.
+    // The working folder is entered by the child, whose errno does not tell whether the folder or the program failed.
     static std::string launchFailure(int error, const Command& command)
     {
-        if (command.workingFolder && !FilePath::isFolder(*command.workingFolder)) {
-            return FilePath::exists(*command.workingFolder)
-                ? Platform::ErrorText::unsuitable(*command.workingFolder, "it isn’t a folder")
-                : Platform::ErrorText::missing(*command.workingFolder);
+        if (command.workingFolder) {
+            if (const auto failure = enteringFailure(*command.workingFolder)) {
+                return *failure;
+            }
         }
         return Platform::ErrorText::launching(error, command.executable);
     }
 
     int start(Command& command)
     {
-        for (Pipe& pipe : pipes_) {
-            if (!Platform::makePipe(pipe.ends)) {
+        std::array<std::array<Platform::UniqueFd, 2>, 2> pipes; // of each stream the end to read and the end to write
+        for (auto& pipe : pipes) {
+            if (!Platform::makePipe(pipe)) {
                 return errno;
             }
         }
         SpawnSetup setup;
-        if (const int error = setup.prepare(pipes_[0].writing(), pipes_[1].writing(), command.workingFolder);
-            error != 0) {
+        if (const int error = setup.prepare(pipes[0][1].get(), pipes[1][1].get(), command.workingFolder); error != 0) {
             return error;
         }
-        const int error = groups().start(child_, [&] { return setup.spawn(child_, command); });
-        for (std::size_t index = 0; index < pipes_.size(); index++) {
-            closeEnd(pipes_[index].writing());
-            streams_[index].end = pipes_[index].reading();
-        }
+        streams_[0].end = std::move(pipes[0][0]);
+        streams_[1].end = std::move(pipes[1][0]);
         streams_[1].stream = Stream::error;
-        return error;
+        return groups().start(child_, [&] { return setup.spawn(child_, command); });
     }
 
     // Without a watcher the end of the streams is enough: reaping waits for the child's own. With one the child's end
     // is waited for here, where a stop can still be heard.
     void collect()
     {
-        int exit = isWatched() ? Platform::exitDescriptor(child_) : -1;
-        ended_ = exit < 0;
+        const Platform::UniqueFd exit = isWatched() ? Platform::exitDescriptor(child_) : Platform::UniqueFd();
+        ended_ = !exit.isOpen();
         while (anyOpen() || !ended_) {
-            wait(exit);
+            wait(exit.get());
             if (forced_ && ended_) {
                 readRest();
                 break;
             }
         }
-        closeEnd(exit);
         if (stopping_) {
             ::kill(-child_, SIGKILL); // what the group left behind without holding a stream
         }
     }
 
     [[nodiscard]] bool isWatched() const { return stopRequested_ != nullptr; }
-    [[nodiscard]] bool anyOpen() const { return isOpen(streams_[0]) || isOpen(streams_[1]); }
-
-    static bool isOpen(const Collected& stream) { return stream.end >= 0; }
+    [[nodiscard]] bool anyOpen() const { return streams_[0].isOpen() || streams_[1].isOpen(); }
 
     // Waits until something happens and deals with it.
     void wait(int exit)
     {
-        std::array<pollfd, 4> waited {{{.fd = streams_[0].end, .events = POLLIN, .revents = 0},
-                                       {.fd = streams_[1].end, .events = POLLIN, .revents = 0},
+        std::array<pollfd, 4> waited {{{.fd = streams_[0].end.get(), .events = POLLIN, .revents = 0},
+                                       {.fd = streams_[1].end.get(), .events = POLLIN, .revents = 0},
                                        {.fd = ended_ ? -1 : exit, .events = POLLIN, .revents = 0},
                                        {.fd = stopping_ ? -1 : wake_, .events = POLLIN, .revents = 0}}};
-        if (::poll(waited.data(), waited.size(), timeLeft()) >= 0) {
+        const int happened = ::poll(waited.data(), waited.size(), timeLeft());
+        if (happened == 0) {
+            tellPrompts();
+        } else if (happened > 0) {
             for (std::size_t index = 0; index < streams_.size(); index++) {
                 if (waited[index].revents != 0) {
                     readSome(streams_[index]);
@@ -366,15 +376,18 @@ private:
         askToStop();
     }
 
-    // In milliseconds, as poll takes it: until force is due, or for ever.
+    // In milliseconds, as poll takes it: until force is due or a prompt is to be told, or for ever.
     [[nodiscard]] int timeLeft() const
     {
-        if (!stopping_ || forced_) {
-            constexpr int withoutWake = 100;
-            return isWatched() && wake_ < 0 ? withoutWake : -1;
+        if (stopping_ && !forced_) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(forceAt_ - Clock::now());
+            return static_cast<int>(std::max<std::int64_t>(left.count() + 1, 0));
         }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(forceAt_ - Clock::now());
-        return static_cast<int>(std::max<std::int64_t>(left.count() + 1, 0));
+        if (options_.onPrompt && std::ranges::any_of(streams_, &Run::hasUntold)) {
+            return silence;
+        }
+        constexpr int withoutWake = 100;
+        return isWatched() && wake_ < 0 && !stopping_ ? withoutWake : -1;
     }
 
     // The child is not reaped before `collect` is done, so that its group cannot be another program's.
@@ -385,7 +398,7 @@ private:
         }
         if (!stopping_) {
             stopping_ = true;
-            forceAt_ = Clock::now() + politeness;
+            forceAt_ = Clock::now() + gracePeriod;
             ::kill(-child_, SIGTERM);
             ::kill(-child_, SIGCONT); // a stopped process would not hear the first
         } else if (Clock::now() >= forceAt_) {
@@ -398,16 +411,17 @@ private:
     bool readSome(Collected& stream)
     {
         const std::size_t filled = stream.bytes.size();
-        const ssize_t count = ::read(stream.end, buffer_.data(), buffer_.size());
+        const ssize_t count = ::read(stream.end.get(), buffer_.data(), buffer_.size());
         if (count > 0) {
             stream.bytes.append(buffer_.data(), static_cast<std::size_t>(count));
             tellLines(stream, filled);
+            stream.trim(options_.kept);
             return true;
         }
         if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
             return errno == EINTR;
         }
-        stream.end = -1;
+        stream.end.reset();
         tellRest(stream);
         return false;
     }
@@ -416,44 +430,57 @@ private:
     void readRest()
     {
         for (Collected& stream : streams_) {
-            if (isOpen(stream)) {
-                ::fcntl(stream.end, F_SETFL, O_NONBLOCK);
+            if (stream.isOpen()) {
+                ::fcntl(stream.end.get(), F_SETFL, O_NONBLOCK);
                 while (readSome(stream)) { }
                 tellRest(stream);
             }
         }
     }
 
+    static bool hasUntold(const Collected& stream) { return stream.told < stream.bytes.size(); }
+
     void tellLines(Collected& stream, std::size_t searchFrom)
     {
-        if (onLine_ == nullptr || !*onLine_) {
+        if (!options_.onLine) {
             return;
         }
         for (std::size_t at = stream.bytes.find('\n', searchFrom); at != std::string::npos;
              at = stream.bytes.find('\n', at + 1)) {
-            tell(stream, at);
+            options_.onLine(stream.stream, untold(stream, at));
             stream.told = at + 1;
         }
     }
 
     void tellRest(Collected& stream)
     {
-        if (onLine_ != nullptr && *onLine_ && stream.told < stream.bytes.size()) {
-            tell(stream, stream.bytes.size());
+        if (options_.onLine && hasUntold(stream)) {
+            options_.onLine(stream.stream, untold(stream, stream.bytes.size()));
             stream.told = stream.bytes.size();
         }
     }
 
-    void tell(const Collected& stream, std::size_t end)
+    // A text that ends inside of a character is none yet.
+    void tellPrompts()
     {
-        (*onLine_)(stream.stream, Text::repairedUtf8(stream.bytes.substr(stream.told, end - stream.told)));
+        for (Collected& stream : streams_) {
+            const std::string_view text = std::string_view(stream.bytes).substr(stream.told);
+            if (options_.onPrompt && !text.empty() && Text::isUtf8(text)) {
+                options_.onPrompt(stream.stream, text);
+                stream.told = stream.bytes.size();
+            }
+        }
     }
 
-    const Watcher::OnLine* onLine_;
+    static std::string untold(const Collected& stream, std::size_t end)
+    {
+        return Text::repairedUtf8(stream.bytes.substr(stream.told, end - stream.told));
+    }
+
+    const WatcherOptions& options_;
     const std::atomic<bool>* stopRequested_;
     int wake_;
     pid_t child_ = -1;
-    std::array<Pipe, 2> pipes_;
     std::array<Collected, 2> streams_;
     std::array<char, readSize> buffer_; // NOLINT(cppcoreguidelines-pro-type-member-init): overwritten by each read
     bool ended_ = false;
@@ -464,22 +491,21 @@ private:
 
 } // namespace
 
-Watcher::Watcher(OnLine onLine)
-    : onLine_(std::move(onLine))
+Watcher::Watcher(WatcherOptions::OnText onLine)
+    : Watcher(WatcherOptions {.onLine = std::move(onLine)})
+{
+}
+
+Watcher::Watcher(WatcherOptions options)
+    : options_(std::move(options))
 {
     Platform::makePipe(wake_);
 }
 
-Watcher::~Watcher()
-{
-    closeEnd(wake_[0]);
-    closeEnd(wake_[1]);
-}
-
 void Watcher::stop()
 {
-    if (!stopRequested_.exchange(true) && wake_[1] >= 0) {
-        [[maybe_unused]] const ssize_t written = ::write(wake_[1], "", 1);
+    if (!stopRequested_.exchange(true) && wake_[1].isOpen()) {
+        [[maybe_unused]] const ssize_t written = ::write(wake_[1].get(), "", 1);
     }
 }
 
@@ -491,12 +517,12 @@ Out run(const std::string& executable,
 {
     Command command = commandOf(executable, arguments, cwd, env);
     if (watcher == nullptr) {
-        return Run(nullptr, nullptr, -1).run(std::move(command));
+        return Run({}, nullptr, -1).run(std::move(command));
     }
     if (watcher->stopRequested()) {
         return notLaunched(Platform::ErrorText::launching(ECANCELED, command.executable));
     }
-    return Run(&watcher->onLine_, &watcher->stopRequested_, watcher->wake_[0]).run(std::move(command));
+    return Run(watcher->options_, &watcher->stopRequested_, watcher->wake_[0].get()).run(std::move(command));
 }
 
 void giveUpTerminalInput()
@@ -504,10 +530,9 @@ void giveUpTerminalInput()
     if (::isatty(STDIN_FILENO) != 1) {
         return;
     }
-    const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    if (nothing >= 0 && nothing != STDIN_FILENO) {
-        ::dup2(nothing, STDIN_FILENO);
-        ::close(nothing);
+    const Platform::UniqueFd nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (nothing.isOpen()) {
+        ::dup2(nothing.get(), STDIN_FILENO);
     }
 }
 

@@ -11,6 +11,8 @@
 
 #include <spawn.h>
 
+#include "ManagerCore/Platform/UniqueFd.h"
+
 // What every platform owes the rest of the core. One set of sources stands behind it, chosen by CMake.
 // Everything here may be called from any thread and never throws.
 namespace ManagerCore::Platform
@@ -83,13 +85,17 @@ void ownDescriptors(int kept);
 void yieldToOthers();
 
 // A pipe whose ends no other child process inherits. False with errno when none can be had.
-bool makePipe(std::array<int, 2>& ends);
+bool makePipe(std::array<UniqueFd, 2>& ends);
+
+// Makes the child begin in `folder`. Returns 0 or an errno.
+int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem::path& folder);
 
 // Platform's part of a child's start: what keeps it from inheriting more than its three standard streams.
 // Returns 0 or an errno.
 int restrictInheritance(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions);
 
-// A descriptor that polls readable once the child has ended; -1 when the system has none. Does not reap the child.
-int exitDescriptor(pid_t child);
+// A descriptor that polls readable once the child has ended; not open when the system has none. Does not reap the
+// child.
+UniqueFd exitDescriptor(pid_t child);
 
 } // namespace ManagerCore::Platform

@@ -172,7 +172,8 @@ TEST_F(EndingTest, AScriptsLinesComeAsTheyAreAndControlCEndsItWithAllItStarted)
                        "wait\necho never\n");
     Running run({program(), "install", "cli", "--project", "project"}, setting(true));
     EXPECT_TRUE(run.shows("building")) << run.output();
-    EXPECT_TRUE(run.shows("read []")) << "the script waits for the terminal";
+    run.type("typed\n");
+    EXPECT_TRUE(run.shows("read [typed]")) << run.output();
     const pid_t first = processIn("first");
     const pid_t second = processIn("second");
     run.type("\x03");
@@ -193,13 +194,73 @@ TEST_F(EndingTest, AnIgnoredHangUpStaysIgnored)
     EXPECT_TRUE(run.shows("9 (—)")) << run.output();
 }
 
-TEST_F(EndingTest, AChildThatReadsTheTerminalGetsTheEndOfTheFile)
+TEST_F(EndingTest, AChildThatReadsStandardInputGetsWhatIsTyped)
 {
-    setProductScript("if read -r line; then echo \"read $line\"; else echo 'sample at-its-end'; fi\n");
+    setProductScript("read -r line; echo \"sample $line\"\n");
     Running run({program(), "status"}, setting(true));
-    run.type("typed ahead\n");
-    EXPECT_EQ(run.ending(), "exit 0") << "the child hangs on the terminal";
-    EXPECT_NE(run.output().find("at-its-end (—)"), std::string::npos) << run.output();
+    run.type("typed-ahead\n");
+    EXPECT_EQ(run.ending(), "exit 0") << run.output();
+    EXPECT_NE(run.output().find("typed-ahead (—)"), std::string::npos) << run.output();
+}
+
+TEST_F(EndingTest, InTheBackgroundNothingTypedIsTakenFromTheShell)
+{
+    setProductScript("read -r line || line=nothing; echo \"sample $line\"\n");
+    Running run({"/bin/bash", "-c", "set -m; zyn-code-manager status & wait; read -r line; echo \"shell $line\""},
+                setting(true));
+    run.type("typed\n");
+    EXPECT_EQ(run.ending(), "exit 0") << run.output();
+    EXPECT_NE(run.output().find("nothing (—)"), std::string::npos) << run.output();
+    EXPECT_TRUE(run.output().ends_with("shell typed\r\n")) << run.output();
+}
+
+TEST_F(EndingTest, AScriptThatOpensTheTerminalIsToldSoAtOnce)
+{
+    TestSupport::write(home() / "project/build.command",
+                       "read -r line </dev/tty || echo 'no terminal'\necho \"went on\"\n");
+    Running run({program(), "install", "cli", "--project", "project"}, setting(true));
+    EXPECT_EQ(run.ending(), "exit 0") << "the script is stopped: " << run.output();
+    EXPECT_TRUE(run.shows("/dev/tty: ")) << run.output();
+    EXPECT_TRUE(run.shows("no terminal\r\nwent on\r\n")) << run.output();
+}
+
+TEST_F(EndingTest, AQuestionIsShownAndAnsweredOnTheTerminal)
+{
+    TestSupport::write(home() / "project/build.command",
+                       "read -r -p 'Proceed? ' line\necho \"answered [$line]\"\n"
+                       "printf 'Sure? '; read -r line; echo \"[$line]\"\n");
+    Running run({program(), "install", "cli", "--project", "project"}, setting(true));
+    ASSERT_TRUE(run.shows("Proceed? ")) << run.output();
+    run.type("yes\n");
+    EXPECT_TRUE(run.shows("answered [yes]")) << run.output();
+    ASSERT_TRUE(run.shows("Sure? ")) << run.output();
+    run.type("no\n");
+    EXPECT_EQ(run.ending(), "exit 0") << run.output();
+    EXPECT_TRUE(run.output().ends_with("\r\nSure? no\r\n[no]\r\n")) << run.output();
+}
+
+TEST_F(EndingTest, ControlCEndsAScriptThatWaitsForAnAnswer)
+{
+    TestSupport::write(home() / "project/build.command", "echo $$ >\"$HOME/first\"\nread -r -p 'Proceed? ' line\n");
+    Running run({program(), "install", "cli", "--project", "project"}, setting(true));
+    ASSERT_TRUE(run.shows("Proceed? ")) << run.output();
+    const pid_t first = processIn("first");
+    run.type("\x03");
+    EXPECT_EQ(run.ending(), "signal " + std::to_string(SIGINT));
+    EXPECT_FALSE(isRunning(first));
+}
+
+TEST_F(EndingTest, AQuestionThatNobodyAnswersIsShownOnceOnALineOfItsOwn)
+{
+    const auto output = [this](const std::string& script) {
+        TestSupport::write(home() / "project/build.command", script);
+        return Proc::run(program(), {"install", "cli", "--project", "project"}, home(), environment());
+    };
+    const auto asked = output("printf 'Proceed? ' >&2; sleep 1; exit 3\n");
+    EXPECT_EQ(asked.stderr, "Proceed? \n\n✗ failed (exit 3).\n");
+    EXPECT_EQ(asked.stdout, "");
+    EXPECT_EQ(output("printf 'Proceed? '; sleep 1; exit 0\n").stdout, "Proceed? \n");
+    EXPECT_EQ(output("printf 'Proceed? '; sleep 1; echo no\n").stdout, "Proceed? no\n");
 }
 
 TEST_F(EndingTest, AChildThatReadsAPipeGetsWhatIsInIt)

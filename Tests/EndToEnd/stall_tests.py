@@ -129,3 +129,4 @@ class Output(WindowTest):
         window.ask_to_close()
         self.assertEqual(window.wait(), 0, window.errors)
         expect_no_stall(self, window)
+        self.assertLess(window.watch()["peakKiB"], 120 * 1024)

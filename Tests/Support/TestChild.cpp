@@ -8,6 +8,7 @@
 //   grandchild MS FD      leave a child behind that holds descriptor FD open for MS, and end at once
 //   group MS              start a child in the same group that ignores SIGTERM, print its pid, then live on
 //   stubborn MS           ignore SIGTERM and live on
+//   other-user FILE MS    become another user, write the pid to FILE, then live on
 //   read                  read standard input to its end, print the count of bytes
 //   descriptors           print the open descriptors
 
@@ -47,6 +48,7 @@ int dump(int count, char** arguments)
     put(std::string("cwd:") + (folder != nullptr ? folder : ""));
     std::free(folder);
     put("group:" + std::to_string(::getpgrp() == ::getpid() ? 1 : 0));
+    put("session:" + std::to_string(::getsid(0) == ::getpid() ? 1 : 0));
     return 0;
 }
 
@@ -128,6 +130,18 @@ int stubborn(const char* milliseconds)
     return 0;
 }
 
+int otherUser(const char* file, const char* milliseconds)
+{
+    constexpr uid_t other = 65534;
+    std::ofstream pid(file);
+    if (::setuid(other) != 0) {
+        return 9;
+    }
+    pid << ::getpid() << std::flush;
+    sleepFor(milliseconds);
+    return 0;
+}
+
 int countInput()
 {
     std::size_t count = 0;
@@ -183,6 +197,9 @@ int main(int count, char** arguments)
     }
     if (verb == "stubborn") {
         return stubborn(arguments[2]);
+    }
+    if (verb == "other-user") {
+        return otherUser(arguments[2], arguments[3]);
     }
     if (verb == "read") {
         return countInput();

@@ -23,7 +23,20 @@ std::optional<long> timesWaited()
     return ::getrusage(RUSAGE_THREAD, &usage) == 0 ? std::optional(usage.ru_nvcsw) : std::nullopt;
 }
 
-bool makePipe(std::array<int, 2>& ends) { return ::pipe2(ends.data(), O_CLOEXEC) == 0; }
+bool makePipe(std::array<UniqueFd, 2>& ends)
+{
+    std::array<int, 2> made {};
+    if (::pipe2(made.data(), O_CLOEXEC) != 0) {
+        return false;
+    }
+    ends = {UniqueFd(made[0]), UniqueFd(made[1])};
+    return true;
+}
+
+int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem::path& folder)
+{
+    return ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+}
 
 // Our own descriptors are close-on-exec from birth; this is for those that the program itself was started with.
 int restrictInheritance(posix_spawnattr_t& /*attributes*/, posix_spawn_file_actions_t& actions)
@@ -31,6 +44,6 @@ int restrictInheritance(posix_spawnattr_t& /*attributes*/, posix_spawn_file_acti
     return ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 }
 
-int exitDescriptor(pid_t child) { return static_cast<int>(::syscall(SYS_pidfd_open, child, 0)); }
+UniqueFd exitDescriptor(pid_t child) { return UniqueFd(static_cast<int>(::syscall(SYS_pidfd_open, child, 0))); }
 
 } // namespace ManagerCore::Platform

@@ -12,16 +12,27 @@ void yieldToOthers() { ::pthread_set_qos_class_self_np(QOS_CLASS_UTILITY, 0); }
 
 std::optional<long> timesWaited() { return std::nullopt; }
 
-bool makePipe(std::array<int, 2>& ends)
+bool makePipe(std::array<UniqueFd, 2>& ends)
 {
-    if (::pipe(ends.data()) != 0) {
+    std::array<int, 2> made {};
+    if (::pipe(made.data()) != 0) {
         return false;
     }
-    for (const int end : ends) {
+    for (const int end : made) {
         ::fcntl(end, F_SETFD, FD_CLOEXEC);
     }
+    ends = {UniqueFd(made[0]), UniqueFd(made[1])};
     return true;
 }
+
+// macOS 26 deprecates this name for one that earlier systems do not have.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem::path& folder)
+{
+    return ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+}
+#pragma clang diagnostic pop
 
 // There is no pipe2 here: between a pipe's birth and its FD_CLOEXEC another thread may start a child. Closing
 // everything by default keeps that child from inheriting it.
@@ -38,19 +49,16 @@ int restrictInheritance(posix_spawnattr_t& attributes, posix_spawn_file_actions_
     return ::fcntl(STDIN_FILENO, F_GETFD) < 0 ? 0 : ::posix_spawn_file_actions_addinherit_np(&actions, STDIN_FILENO);
 }
 
-int exitDescriptor(pid_t child)
+UniqueFd exitDescriptor(pid_t child)
 {
-    const int queue = ::kqueue();
+    UniqueFd queue(::kqueue());
     struct kevent change {};
     EV_SET(&change, static_cast<uintptr_t>(child), EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
-    if (queue >= 0 && ::kevent(queue, &change, 1, nullptr, 0, nullptr) == 0) {
-        ::fcntl(queue, F_SETFD, FD_CLOEXEC);
-        return queue;
+    if (!queue.isOpen() || ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) != 0) {
+        return {}; // without a queue, or the child has ended already
     }
-    if (queue >= 0) {
-        ::close(queue); // the child has ended already
-    }
-    return -1;
+    ::fcntl(queue.get(), F_SETFD, FD_CLOEXEC);
+    return queue;
 }
 
 } // namespace ManagerCore::Platform

@@ -288,6 +288,48 @@ TEST_F(InstallOperationTest, aHundredMegabytesOfOutputLeaveTheirEnd)
     EXPECT_TRUE(console.ends_with("\nthe end\n"));
 }
 
+TEST_F(InstallOperationTest, aLogThatCannotBeOpenedMeanwhileIsToldBetweenTheStepsTexts)
+{
+    script("zyn-v8/build.command", "echo begun; while [ ! -e \"$HOME/go\" ]; do sleep 0.01; done; echo built");
+    const auto shown = model();
+    shown->installCli();
+    Progress& progress = *shown->progress();
+    ASSERT_TRUE(until(progress, &Progress::changed, [&] { return progress.lastLine() == QStringLiteral("begun"); }));
+    shown->openLog();
+    ASSERT_TRUE(until(*shown, &ManagerModel::consoleChanged, [&] { return shown->console().contains(u"opened"); }));
+    TestSupport::write(home() / "go", "");
+    EXPECT_EQ(afterwards(*shown),
+              "Installing Zyn…\nThe log could not be opened: The file “” doesn’t exist.\nbegun\nbuilt\n");
+}
+
+#ifdef __linux__
+// In KiB, since the last `forgetPeak`.
+long peak()
+{
+    const std::string status = TestSupport::read("/proc/self/status");
+    return std::stol(status.substr(status.find("VmHWM:") + 6));
+}
+
+void forgetPeak() { TestSupport::write("/proc/self/clear_refs", "5"); }
+
+TEST_F(InstallOperationTest, muchOutputTakesLittleMemory)
+{
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer keeps what is freed";
+#endif
+    script("zyn-v8/build.command",
+           "yes 'a line of sixty-four characters, which is what many a line has' | head -c 100000000\n"
+           "head -c 50000000 /dev/zero | tr '\\0' x >&2\n"
+           "head -c 50000000 /dev/zero | tr '\\0' y\n");
+    const auto shown = model();
+    forgetPeak();
+    const long before = peak();
+    shown->installCli();
+    EXPECT_TRUE(afterwards(*shown).ends_with("yyy"));
+    EXPECT_LT(peak() - before, 30 * 1024);
+}
+#endif
+
 TEST_F(InstallOperationTest, theCatalogIsReadWithWhatIsBundledAndTicksStayWithIt)
 {
     fs::create_directories(work() / "Models/org/Model");

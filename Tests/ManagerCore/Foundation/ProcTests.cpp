@@ -11,9 +11,16 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#ifdef __APPLE__
+#include <util.h>
+#else
+#include <pty.h>
+#endif
 
 #include <gmock/gmock.h>
 
+#include "ManagerCore/Foundation/Text.h"
+#include "Tests/Support/Permissions.h"
 #include "Tests/Support/Sandbox.h"
 
 namespace Proc = ManagerCore::Proc;
@@ -107,6 +114,7 @@ TEST_F(ProcTest, argumentsAreHandedOverAsTheyAreWithEveryByteButZero)
     EXPECT_THAT(entries, Contains("arg:a\nb"));
     EXPECT_THAT(entries, Contains("arg:" + testChild().string())) << "the program's own name is its full path";
     EXPECT_THAT(entries, Contains("group:1"));
+    EXPECT_THAT(entries, Contains("session:1"));
 }
 
 TEST_F(ProcTest, aZeroByteInAnArgumentIsRefusedInsteadOfCut)
@@ -198,6 +206,30 @@ TEST_F(ProcTest, whatCannotBeLaunchedSaysWhy)
     EXPECT_FALSE(hasChildren());
 }
 
+TEST_F(ProcTest, aWorkingFolderThatCannotBeEnteredIsNamed)
+{
+    const TestSupport::PermissionsHold hold;
+    const fs::path locked = scratch() / "locked";
+    fs::create_directories(locked / "inner");
+    TestSupport::makeLink(scratch() / "circle", scratch() / "circle");
+    TestSupport::write(scratch() / "file", "");
+    const auto failure = [](const fs::path& folder) { return Proc::run("/bin/true", {}, folder.string()); };
+    fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_write);
+    const auto refused = failure(locked);
+    const auto refusedInside = failure(locked / "inner");
+    const auto missingProgram = Proc::run((scratch() / "none").string(), {}, locked.string());
+    fs::permissions(locked, fs::perms::owner_all);
+    EXPECT_EQ(refused.code, -1);
+    EXPECT_EQ(refused.stderr, "The file “locked” couldn’t be opened because you don’t have permission to view it.");
+    EXPECT_EQ(refusedInside.stderr,
+              "The file “inner” couldn’t be opened because you don’t have permission to view it.");
+    EXPECT_EQ(missingProgram.stderr, refused.stderr) << "the folder is entered first";
+    EXPECT_EQ(failure(scratch() / "circle").stderr,
+              "The file “circle” couldn’t be opened because its links lead in a circle.");
+    EXPECT_EQ(failure(scratch() / "file/inner").stderr, "The file “inner” doesn’t exist.");
+    EXPECT_EQ(Proc::run((scratch() / "none").string(), {}, locked.string()).stderr, "The file “none” doesn’t exist.");
+}
+
 TEST_F(ProcTest, argumentsBeyondTheSystemsLimitAreRefused)
 {
     EXPECT_EQ(child({std::string(10 << 20, 'x')}).stderr,
@@ -245,6 +277,35 @@ TEST_F(ProcTest, standardInputIsInherited)
     ::dup2(before, 0);
     ::close(before);
     EXPECT_EQ(out.stdout, "5\n");
+}
+
+// Does `work` in a program of its own on a terminal of its own and gives its exit status; ended by force when it hangs.
+template <class Work> int onATerminal(Work work)
+{
+    int terminal = -1;
+    const pid_t program = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (program == 0) {
+        ::alarm(60);
+        std::_Exit(work());
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(program, &status, 0), program);
+    ::close(terminal);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+TEST_F(ProcTest, aTerminalThatIsGivenUpIsAnEmptyFile)
+{
+    EXPECT_EQ(onATerminal([] {
+                  Proc::giveUpTerminalInput();
+                  return child({"read"}).stdout == "0\n" ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(ProcTest, aChildHasNoControllingTerminal)
+{
+    EXPECT_EQ(onATerminal([] { return Proc::run("/bin/sh", {"-c", "exec </dev/tty; cat"}).ok() ? 1 : 0; }), 0);
 }
 
 TEST_F(ProcTest, aChildInheritsThreeDescriptorsAndNoneOfAnotherChilds)
@@ -325,7 +386,7 @@ struct Told {
     std::vector<std::string> output;
     std::vector<std::string> error;
 
-    Proc::Watcher::OnLine listener()
+    Proc::WatcherOptions::OnText listener()
     {
         return [this](Proc::Stream stream, std::string_view line) {
             (stream == Proc::Stream::output ? output : error).emplace_back(line);
@@ -360,6 +421,83 @@ TEST_F(ProcTest, linesComeWhileTheChildRunsAndAreWholeCharacters)
     watched("/bin/sh", {"-c", "echo one; sleep 0.3; printf '\\342\\202'; sleep 0.1; printf '\\254\\n'"}, watcher);
     ASSERT_THAT(lines, ElementsAre("one", "€"));
     EXPECT_GE(times[1] - times[0], 300ms);
+}
+
+// A script that goes on once `seen` exists.
+std::string pausing(const fs::path& seen)
+{
+    return "pause() { while [ ! -e '" + seen.string() + "' ]; do sleep 0.01; done; rm '" + seen.string() + "'; }; ";
+}
+
+TEST_F(ProcTest, theBeginningOfALineIsToldOnceTheChildIsSilent)
+{
+    const fs::path seen = scratch() / "seen";
+    Told told;
+    std::vector<std::string> prompts;
+    Proc::Watcher watcher(Proc::WatcherOptions {
+        .onLine = told.listener(), .onPrompt = [&](Proc::Stream stream, std::string_view text) {
+            prompts.push_back((stream == Proc::Stream::error ? "error " : "") + std::string(text));
+            TestSupport::write(seen, "");
+        }});
+    const Proc::Out out = watched("/bin/sh",
+                                  {"-c",
+                                   pausing(seen)
+                                       + "echo first; printf 'Proceed? '; pause; echo yes; printf 'Sure? ' >&2; pause; "
+                                         "printf 'half \\342\\202'; sleep 0.6; printf '\\254'; pause"},
+                                  watcher);
+    EXPECT_THAT(prompts, ElementsAre("Proceed? ", "error Sure? ", "half €")) << "a character is told whole";
+    EXPECT_THAT(told.output, ElementsAre("first", "yes"));
+    EXPECT_TRUE(told.error.empty());
+    EXPECT_EQ(out, (Proc::Out {.code = 0, .stdout = "first\nProceed? yes\nhalf €", .stderr = "Sure? "}));
+}
+
+// What `run` gives of the bytes that a script prints when the last `kept` characters are asked for.
+std::string keptOf(const std::string& script, std::size_t kept)
+{
+    Proc::Watcher watcher(Proc::WatcherOptions {.kept = kept});
+    return watched("/bin/sh", {"-c", script}, watcher).stdout;
+}
+
+TEST_F(ProcTest, ofMuchOutputTheLastCharactersStay)
+{
+    namespace Text = ManagerCore::Text;
+    const std::vector<std::string> printed {"x", "line\\n", "é", "e\\314\\201", "\\r\\n", "a\\377\\342\\202"};
+    for (const std::string& unit : printed) {
+        const std::string script = "yes \"$(printf '" + unit + "_')\" | head -c 7654321";
+        const std::string whole = Proc::run("/bin/sh", {"-c", script}).stdout;
+        const std::string kept = keptOf(script, 1000);
+        EXPECT_LT(kept.size(), 3U << 20) << unit;
+        EXPECT_TRUE(whole.ends_with(kept)) << unit;
+        EXPECT_EQ(Text::lastCharacters(kept, 1000), Text::lastCharacters(whole, 1000)) << unit;
+    }
+}
+
+TEST_F(ProcTest, aCharacterOfManyBytesStaysWhole)
+{
+    // One letter with two million accents, which is a single character, after a line of text.
+    const std::string script = "head -c 2000000 /dev/zero | tr '\\0' x; printf '\\ne'; "
+                               "yes \"$(printf '\\314\\201')\" | tr -d '\\n' | head -c 4000000; printf '!'";
+    const std::string kept = keptOf(script, 3);
+    EXPECT_TRUE(kept.ends_with("\u0301!"));
+    EXPECT_EQ(ManagerCore::Text::lastCharacters(kept, 2).size(), 4000002U);
+}
+
+TEST_F(ProcTest, outputIsKeptWholeUnlessLessIsAskedFor)
+{
+    const std::string script = "head -c 5000000 /dev/zero | tr '\\0' x";
+    EXPECT_EQ(keptOf(script, std::string::npos).size(), 5000000U);
+    EXPECT_EQ(keptOf("printf abc", 1), "abc") << "little output is not worth a cut";
+}
+
+TEST_F(ProcTest, linesAreSeenWholeThoughLessIsKept)
+{
+    Told told;
+    Proc::Watcher watcher(Proc::WatcherOptions {.onLine = told.listener(), .kept = 10});
+    watched("/bin/sh", {"-c", "seq 400000"}, watcher);
+    ASSERT_EQ(told.output.size(), 400'000U);
+    EXPECT_EQ(told.output.back(), "400000");
+    EXPECT_TRUE(std::ranges::all_of(
+        told.output, [next = 0](const std::string& line) mutable { return line == std::to_string(++next); }));
 }
 
 TEST_F(ProcTest, aHundredThousandLinesAreSeenInOrder)
@@ -481,6 +619,32 @@ TEST_F(ProcTest, stopAllEndsEveryChildAndLaunchesNoMore)
     int status = 0;
     ASSERT_EQ(::waitpid(program, &status, 0), program);
     EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(ProcTest, stopAllDoesNotWaitForWhatItCannotSignal)
+{
+    if (!TestSupport::isRoot()) {
+        GTEST_SKIP() << "only root can start another user's process";
+    }
+    const fs::path file = scratch() / "other";
+    const pid_t program = ::fork();
+    if (program == 0) {
+        ::alarm(60);
+        auto other = std::async(std::launch::async, [&] { return child({"other-user", file.string(), "600000"}); });
+        while (TestSupport::read(file).empty()) {
+            std::this_thread::sleep_for(5ms);
+        }
+        constexpr uid_t nobodyElse = 65533; // without root's right to signal everybody
+        if (::seteuid(nobodyElse) != 0) {
+            std::_Exit(1);
+        }
+        Proc::stopAll(3'600'000);
+        std::_Exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(program, &status, 0), program);
+    ::kill(std::stoi(TestSupport::read(file)), SIGKILL);
+    EXPECT_EQ(status, 0) << "stopAll waits for a process that it cannot end";
 }
 
 TEST_F(ProcTest, stopAllEndsWhatAPoliteChildLeavesBehindInItsGroup)
