@@ -65,6 +65,25 @@ std::string saving(int error, const std::filesystem::path& path)
     }
 }
 
+std::string attribute(int error, const std::filesystem::path& path, const std::string& name)
+{
+    const std::string notSaved
+        = "The attribute " + quoted(name) + " of the file " + quoted(nameOf(path)) + " couldn’t be saved";
+    switch (error) {
+    case E2BIG:
+        return notSaved + " because it is too large for the volume.";
+    case ENOSPC:
+        return notSaved + " because the volume has no room for it.";
+    default:
+        return notSaved + because(error);
+    }
+}
+
+std::string refusedName(const std::filesystem::path& path)
+{
+    return "The name " + quoted(nameOf(path)) + " can’t be used on this volume.";
+}
+
 std::string unsuitable(const std::filesystem::path& path, const std::string& reason)
 {
     return couldNotBeOpened(path) + " because " + reason + ".";
