@@ -1,8 +1,6 @@
 #include "CodeManagerCLI/Foretold.h"
 
-#include <cerrno>
 #include <optional>
-#include <sys/stat.h>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -15,7 +13,6 @@
 #include "ManagerCore/Installers/Installer.h"
 #include "ManagerCore/Models/ModelInstaller.h"
 #include "ManagerCore/Models/ModelPath.h"
-#include "ManagerCore/Platform/ErrorText.h"
 
 namespace CodeManagerCLI::Foretold
 {
@@ -127,12 +124,7 @@ Out seed(const Identity& identity)
 
 Remover::Result trash(const std::filesystem::path& path)
 {
-    struct stat facts {};
-    std::optional<std::string> error;
-    if (::lstat(path.c_str(), &facts) != 0) {
-        error = Platform::ErrorText::trashing(errno, path);
-    }
-    return {.path = path.string(), .trashed = false, .error = error};
+    return {.path = path.string(), .trashed = false, .error = Remover::check(path)};
 }
 
 Out everything(const InstallEverything::Plan& plan)

@@ -9,11 +9,13 @@ namespace ManagerCore::Platform::ErrorText
 namespace
 {
 
-// The last name of the path; "/" for the root.
+// The last name of the path, without a slash behind it; "/" for the root.
 std::string nameOf(const std::filesystem::path& path)
 {
-    const std::string name = path.filename().string();
-    return name.empty() ? path.root_directory().string() : name;
+    if (!path.has_filename() && path.has_relative_path()) {
+        return nameOf(path.parent_path());
+    }
+    return path.has_filename() ? path.filename().string() : path.root_directory().string();
 }
 
 std::string quoted(const std::string& name) { return "“" + name + "”"; }
@@ -58,8 +60,9 @@ std::string saving(int error, const std::filesystem::path& path)
     case EROFS:
         return "You can’t save the file " + quoted(nameOf(path)) + " because the volume is read only.";
     case ENOSPC:
-    case EDQUOT:
         return couldNotBeSaved(path) + " because the volume is full.";
+    case EDQUOT:
+        return couldNotBeSaved(path) + " because your disk quota on the volume is used up.";
     default:
         return couldNotBeSaved(path) + inItsFolder + because(error);
     }
@@ -126,24 +129,47 @@ std::string launching(int error, const std::filesystem::path& executable)
     }
 }
 
+std::string untrashable(const std::filesystem::path& path, const std::string& reason)
+{
+    return quoted(nameOf(path)) + " couldn’t be moved to the trash because " + reason + ".";
+}
+
+std::string makingTrash(int error, const std::filesystem::path& path, const std::filesystem::path& folder)
+{
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+    case EROFS:
+        return trashing(error, path);
+    default:
+        return untrashable(path,
+                           "the folder " + quoted(folder.string()) + " couldn’t be made or opened ("
+                               + systemReason(error) + ")");
+    }
+}
+
 std::string trashing(int error, const std::filesystem::path& path, const std::string& volume)
 {
-    const std::string couldNotBeMoved = quoted(nameOf(path)) + " couldn’t be moved to the trash";
     switch (error) {
     case ENOENT:
         return missing(path);
     case EACCES:
     case EPERM:
-        return couldNotBeMoved + " because you don’t have permission to access it.";
+        return untrashable(path, "you don’t have permission to access it");
     case ENOTSUP:
-        return couldNotBeMoved + " because the volume " + quoted(volume) + " doesn’t have one.";
+        return untrashable(path, "the volume " + quoted(volume) + " doesn’t have one");
     case EROFS:
-        return couldNotBeMoved + " because the volume is read only.";
+        return untrashable(path, "the volume is read only");
     case ENOSPC:
+        return untrashable(path, "the volume is full");
     case EDQUOT:
-        return couldNotBeMoved + " because the volume is full.";
+        return untrashable(path, "your disk quota on the volume is used up");
+    case EBUSY:
+        return untrashable(path, "it is where a volume is mounted");
+    case EINVAL:
+        return untrashable(path, "the trash lies in it");
     default:
-        return couldNotBeMoved + because(error);
+        return quoted(nameOf(path)) + " couldn’t be moved to the trash" + because(error);
     }
 }
 

@@ -4,7 +4,8 @@
 #include <string>
 
 // The platform's messages, made from errno in this one place: one sentence that names the file, the same on every
-// platform.
+// platform. All texts of this program, byte counts included, are English whatever the user’s language; only what the
+// system reports itself, as the Trash of macOS does, comes in its language.
 namespace ManagerCore::Platform::ErrorText
 {
 
@@ -29,6 +30,12 @@ std::string launching(int error, const std::filesystem::path& executable);
 
 // `path` could not be moved to the Trash. `volume` names the volume where that has no Trash (ENOTSUP).
 std::string trashing(int error, const std::filesystem::path& path, const std::string& volume = {});
+
+// The same for another reason: "the path must end in the folder’s own name".
+std::string untrashable(const std::filesystem::path& path, const std::string& reason);
+
+// `path` could not be moved to the Trash because that has no folder: `folder` could not be made or opened.
+std::string makingTrash(int error, const std::filesystem::path& path, const std::filesystem::path& folder);
 
 // Nothing exists at `path`.
 std::string missing(const std::filesystem::path& path);

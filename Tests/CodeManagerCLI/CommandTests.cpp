@@ -114,6 +114,16 @@ TEST_F(CommandTest, ACommandPrintsNothingOfItsOwnOnTheErrorStreamWhenAllIsWell)
     EXPECT_EQ(out.str(), "8 KB  " + (home() / "model").string() + "\n");
 }
 
+TEST_F(CommandTest, TheTrashRefusesPathsThatEndInDotsInADryRunToo)
+{
+    write(home() / "folder/inside", "x");
+    const std::string refusal = " couldn’t be moved to the trash because the path must end in the folder’s own name.\n";
+    EXPECT_EQ(TrashCommand::run({.output = plain}, {(home() / "folder/..").string()}, true), 1);
+    EXPECT_EQ(TrashCommand::run({.output = plain}, {(home() / "folder/.").string()}, false), 1);
+    EXPECT_EQ(err.str(), "Remove would fail: “..”" + refusal + "Remove failed: “.”" + refusal);
+    EXPECT_TRUE(std::filesystem::exists(home() / "folder/inside"));
+}
+
 TEST_F(CommandTest, ADryRunOfTheTrashLeavesEverythingWhereItIs)
 {
     EXPECT_EQ(TrashCommand::run({.output = plain}, {(home() / "model").string()}, true), 0);

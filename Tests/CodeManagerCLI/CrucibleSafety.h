@@ -85,7 +85,8 @@ protected:
     {
         run(arguments, "none:1:kill");
         const auto calls = callsOfLastRun();
-        EXPECT_THAT(calls, testing::Contains(testing::Key("rename"))) << "into the Trash, or nothing is watched at all";
+        EXPECT_THAT(calls, testing::Contains(testing::Key("renameat2")))
+            << "into the Trash, or nothing is watched at all";
         EXPECT_THAT(calls, testing::Contains(testing::Key("symlink")));
         return calls;
     }

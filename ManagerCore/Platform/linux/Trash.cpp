@@ -3,179 +3,260 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
+#include <expected>
 #include <fcntl.h>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
+#include <system_error>
 #include <unistd.h>
 
-#include <gio/gio.h>
+// The names of the functions on mounts change with 2.84, which then warns of those that 2.74 has.
+#define GLIB_VERSION_MIN_REQUIRED GLIB_VERSION_2_74
+#include <gio/gunixmounts.h>
+#include <glib.h>
 
 #include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
+// The Trash as freedesktop.org lays it out for all desktops. Not through g_file_trash: that replaces an item in the
+// Trash that has no note, and refuses while another process is making the Trash.
 namespace ManagerCore::Platform
 {
 
 namespace
 {
 
-// The errno that says the same as GIO's error; 0 where only GIO's own words tell.
-int errnoOf(const GError& error)
-{
-    if (error.domain != G_IO_ERROR) {
-        return 0;
-    }
-    switch (error.code) {
-    case G_IO_ERROR_NOT_FOUND:
-        return ENOENT;
-    case G_IO_ERROR_PERMISSION_DENIED:
-        return EACCES;
-    case G_IO_ERROR_NOT_SUPPORTED:
-        return ENOTSUP;
-    case G_IO_ERROR_READ_ONLY:
-        return EROFS;
-    case G_IO_ERROR_NO_SPACE:
-        return ENOSPC;
-    default:
-        return 0;
-    }
-}
+using std::filesystem::path;
 
-bool isFull(const std::filesystem::path& folder)
-{
-    struct statvfs facts {};
-    return ::statvfs(folder.c_str(), &facts) == 0
-        && (facts.f_bavail == 0 || (facts.f_files > 0 && facts.f_favail == 0));
-}
-
-std::string sentenceOf(const GError& error, const std::filesystem::path& path)
-{
-    int known = errnoOf(error);
-    if (known == ENOTSUP && isFull(path.parent_path())) {
-        known = ENOSPC; // no folder for a Trash could be made
-    }
-    if (known == 0) {
-        return "“" + path.filename().string() + "” couldn’t be moved to the trash (" + error.message + ").";
-    }
-    const auto volume = known == ENOTSUP ? volumeOf(path.parent_path()) : std::nullopt;
-    return ErrorText::trashing(known, path, volume ? volume->name : "/");
-}
-
-// Where an item lies in a Trash, and the note that says where it came from.
-struct Place {
-    std::filesystem::path item;
-    std::filesystem::path note;
+struct Trash {
+    path top; // the mount point for a volume's own Trash, where notes name relative paths; else empty
+    UniqueFd files; // the items
+    UniqueFd notes; // for each item one: where it came from and when
 };
 
-bool isThere(const std::filesystem::path& path, const struct stat& item)
+// The item's folder is held open, so that the item stays reachable whatever becomes of the way there.
+struct Item {
+    UniqueFd folder;
+    path folderPath; // without links
+    std::string name;
+    dev_t device = 0;
+};
+
+// -1 with errno when it can be neither made nor opened; a link is not followed.
+UniqueFd makeAndOpen(int parent, const char* name)
 {
-    struct stat facts {};
-    return ::lstat(path.c_str(), &facts) == 0 && facts.st_dev == item.st_dev && facts.st_ino == item.st_ino;
+    if (::mkdirat(parent, name, S_IRWXU) != 0 && errno != EEXIST) {
+        return {};
+    }
+    return UniqueFd(::openat(parent, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// Under its own name or, where that was taken, another.
-std::optional<Place> placeIn(const std::filesystem::path& trash, const std::string& name, const struct stat& item)
+// Makes the folder and those above it, but never the home: one that is missing may only be away for now.
+bool makeFolders(const path& folder)
 {
-    const auto place = [&trash](const std::string& called) {
-        return Place {.item = trash / "files" / called, .note = trash / "info" / (called + ".trashinfo")};
-    };
-    if (isThere(place(name).item, item)) {
-        return place(name);
-    }
-    std::optional<Place> found;
-    const int folder = ::open((trash / "files").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder >= 0) {
-        readFolder(folder, [&](std::string_view called, FileKind) {
-            const Place candidate = place(std::string(called));
-            if (!found && isThere(candidate.item, item)) {
-                found = candidate;
-            }
-        });
-        ::close(folder);
-    }
-    return found;
+    const auto make = [&folder] { return ::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST; };
+    const path above = folder.parent_path();
+    return make() || (errno == ENOENT && above != homeFolder() && makeFolders(above) && make());
 }
 
-std::optional<Place>
-placeOf(const struct stat& item, const std::string& name, const std::optional<std::filesystem::path>& mountPoint)
+std::expected<Trash, int> trashIn(UniqueFd folder, path top)
+{
+    Trash trash {.top = std::move(top), .files = {}, .notes = {}};
+    if (folder.isOpen()) {
+        trash.files = makeAndOpen(folder.get(), "files");
+    }
+    if (trash.files.isOpen()) {
+        trash.notes = makeAndOpen(folder.get(), "info");
+    }
+    return trash.notes.isOpen() ? std::expected<Trash, int>(std::move(trash)) : std::unexpected(errno);
+}
+
+path homeTrash() { return path(g_get_user_data_dir()) / "Trash"; }
+
+// Whether the folder, which need not exist yet, lies on the device.
+bool liesOn(dev_t device, path folder)
+{
+    struct stat status {};
+    while (::stat(folder.c_str(), &status) != 0 && folder.has_relative_path()) {
+        folder = folder.parent_path();
+    }
+    return status.st_dev == device;
+}
+
+std::expected<Trash, int> openHomeTrash()
+{
+    const path folder = homeTrash();
+    if (!makeFolders(folder)) {
+        return std::unexpected(errno);
+    }
+    return trashIn(UniqueFd(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), {});
+}
+
+// The desktop's own rule. Its Trash shows nothing that lies elsewhere.
+bool mayHaveTrash(const path& mountPoint)
+{
+    const std::unique_ptr<GUnixMountEntry, decltype(&g_unix_mount_free)> mount(
+        g_unix_mount_at(mountPoint.c_str(), nullptr), &g_unix_mount_free);
+    if (!mount) {
+        return false;
+    }
+    const char* options = g_unix_mount_get_options(mount.get());
+    const std::string_view given = options != nullptr ? options : "";
+    return given.contains("x-gvfs-trash")
+        || (!given.contains("x-gvfs-notrash") && g_unix_mount_is_system_internal(mount.get()) == FALSE);
+}
+
+bool isSticky(const UniqueFd& folder)
+{
+    struct stat status {};
+    return ::fstat(folder.get(), &status) == 0 && (status.st_mode & S_ISVTX) != 0;
+}
+
+// Another user's folder would hand the items over.
+bool isOwn(const UniqueFd& folder)
+{
+    struct stat status {};
+    return ::fstat(folder.get(), &status) == 0 && status.st_uid == ::getuid();
+}
+
+// The one that the administrator set up for all users, else the user's own.
+std::expected<Trash, int> openVolumeTrash(const path& mountPoint)
 {
     const std::string user = std::to_string(::getuid());
-    const std::filesystem::path top = mountPoint.value_or("/");
-    for (const std::filesystem::path& trash : std::array {
-             std::filesystem::path(g_get_user_data_dir()) / "Trash", top / ".Trash" / user, top / (".Trash-" + user)}) {
-        if (const auto place = placeIn(trash, name, item)) {
-            return place;
+    const UniqueFd top(::open(mountPoint.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const UniqueFd shared(::openat(top.get(), ".Trash", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (shared.isOpen() && isSticky(shared)) {
+        if (UniqueFd folder = makeAndOpen(shared.get(), user.c_str()); folder.isOpen() && isOwn(folder)) {
+            return trashIn(std::move(folder), mountPoint);
         }
     }
-    return std::nullopt;
+    UniqueFd folder = makeAndOpen(top.get(), (".Trash-" + user).c_str());
+    if (!folder.isOpen() && errno != EACCES && errno != EPERM && errno != ENOTDIR) {
+        return std::unexpected(errno);
+    }
+    return folder.isOpen() && isOwn(folder) ? trashIn(std::move(folder), mountPoint) : std::unexpected(ENOTSUP);
 }
 
-// The folder that an item is taken from, held open: the way to it may lead through the item itself.
-class Origin
+std::string noteFor(const Item& item, const Trash& trash)
 {
-public:
-    explicit Origin(const std::filesystem::path& path)
-        : folder_(::open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
-        , name_(path.filename())
-    {
+    const path original = item.folderPath / item.name;
+    const path named = trash.top.empty() ? original : original.lexically_relative(trash.top);
+    const std::unique_ptr<char, decltype(&g_free)> escaped(g_uri_escape_string(named.c_str(), "/", FALSE), &g_free);
+    const std::time_t now = std::time(nullptr);
+    std::tm local {};
+    ::localtime_r(&now, &local);
+    std::array<char, 40> date {};
+    const std::size_t length = std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    return "[Trash Info]\nPath=" + std::string(escaped.get()) + "\nDeletionDate=" + std::string(date.data(), length)
+        + "\n";
+}
+
+// 0, or an errno and no note: EEXIST when there is one of that name.
+int writeNote(const Trash& trash, const std::string& name, const std::string& text)
+{
+    const UniqueFd file(::openat(trash.notes.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!file.isOpen()) {
+        return errno;
     }
-    ~Origin()
-    {
-        if (folder_ >= 0) {
-            ::close(folder_);
+    const ssize_t written = ::write(file.get(), text.data(), text.size());
+    const bool whole = written == static_cast<ssize_t>(text.size());
+    if (whole && ::fsync(file.get()) == 0) {
+        return 0;
+    }
+    const int error = written < 0 || whole ? errno : ENOSPC;
+    ::unlinkat(trash.notes.get(), name.c_str(), 0);
+    return error;
+}
+
+// 0 or an errno: EEXIST when there is an item of that name in the Trash.
+int moveInto(const Trash& trash, const Item& item, const std::string& name)
+{
+    const int from = item.folder.get();
+    const int to = trash.files.get();
+    if (::renameat2(from, item.name.c_str(), to, name.c_str(), RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL) {
+        return errno;
+    }
+    // Some network file systems can only replace.
+    struct stat status {};
+    if (::fstatat(to, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        return EEXIST;
+    }
+    return ::renameat(from, item.name.c_str(), to, name.c_str()) == 0 ? 0 : errno;
+}
+
+// The note comes first: its name, made exclusively, reserves that of the item against every other program.
+int put(const Item& item, const Trash& trash)
+{
+    const std::string text = noteFor(item, trash);
+    int error = EEXIST;
+    for (int number = 1; error == EEXIST; number++) {
+        const std::string name = number == 1 ? item.name : item.name + "." + std::to_string(number);
+        const std::string note = name + ".trashinfo";
+        error = writeNote(trash, note, text);
+        if (error != 0) {
+            continue;
+        }
+        error = moveInto(trash, item, name);
+        if (error != 0) {
+            ::unlinkat(trash.notes.get(), note.c_str(), 0);
         }
     }
-    Origin(const Origin&) = delete;
-    Origin& operator=(const Origin&) = delete;
+    return error == EXDEV ? ENOTSUP : error;
+}
 
-    [[nodiscard]] bool takeBack(const std::filesystem::path& item) const
-    {
-        return folder_ >= 0 && ::renameat2(AT_FDCWD, item.c_str(), folder_, name_.c_str(), RENAME_NOREPLACE) == 0;
-    }
-
-private:
-    int folder_;
-    std::filesystem::path name_;
-};
-
-// GIO does not tell when there was no room for the note: the item would lie in the Trash and could not be put back.
-// Then it is put back here. True when it was.
-bool putBackWithoutNote(const Place& place, const Origin& origin)
+std::expected<Item, int> itemAt(const path& path)
 {
-    struct stat note {};
-    if (::stat(place.note.c_str(), &note) == 0 && note.st_size > 0) {
-        return false;
+    std::error_code unresolved;
+    Item item {.folder = UniqueFd(::open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+               .folderPath = std::filesystem::canonical(path.parent_path(), unresolved),
+               .name = path.filename()};
+    struct stat status {};
+    if (!item.folder.isOpen() || ::fstat(item.folder.get(), &status) != 0) {
+        return std::unexpected(errno);
     }
-    if (!origin.takeBack(place.item)) {
-        return false;
+    if (unresolved) {
+        return std::unexpected(unresolved.value());
     }
-    ::unlink(place.note.c_str());
-    return true;
+    item.device = status.st_dev;
+    return item.name.empty() ? std::expected<Item, int>(std::unexpected(EBUSY)) : std::move(item); // "/"
+}
+
+int putIntoVolumeTrash(const Item& item, const std::optional<Volume>& volume)
+{
+    if (!volume || !mayHaveTrash(volume->mountPoint)) {
+        return ENOTSUP;
+    }
+    const auto trash = openVolumeTrash(volume->mountPoint);
+    return trash ? put(item, *trash) : trash.error();
 }
 
 } // namespace
 
-std::optional<std::string> moveToTrash(const std::filesystem::path& path)
+std::optional<std::string> moveToTrash(const path& path)
 {
-    struct stat facts {};
-    if (::lstat(path.c_str(), &facts) != 0) {
-        return ErrorText::trashing(errno, path);
+    const auto item = itemAt(path);
+    if (!item) {
+        return ErrorText::trashing(item.error(), path);
     }
-    // The local file system itself: the default one would talk to the desktop's daemons for a plain rename.
-    const std::unique_ptr<GFile, decltype(&g_object_unref)> file(
-        g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str()), &g_object_unref);
-    GError* error = nullptr;
-    const auto volume = volumeOf(path.parent_path());
-    const Origin origin(path);
-    if (g_file_trash(file.get(), nullptr, &error) != FALSE) {
-        const auto mountPoint = volume ? std::optional(volume->mountPoint) : std::nullopt;
-        const auto place = placeOf(facts, path.filename().string(), mountPoint);
-        return place && putBackWithoutNote(*place, origin) ? std::optional(ErrorText::trashing(ENOSPC, path))
-                                                           : std::nullopt;
+    int error = 0;
+    std::optional<Volume> volume;
+    if (liesOn(item->device, homeTrash())) {
+        const auto trash = openHomeTrash();
+        if (!trash) {
+            return ErrorText::makingTrash(trash.error(), path, homeTrash());
+        }
+        error = put(*item, *trash);
+    } else {
+        volume = volumeOf(item->folderPath);
+        error = putIntoVolumeTrash(*item, volume);
     }
-    const std::unique_ptr<GError, decltype(&g_error_free)> owner(error, &g_error_free);
-    return sentenceOf(*error, path);
+    return error == 0 ? std::nullopt : std::optional(ErrorText::trashing(error, path, volume ? volume->name : "/"));
 }
 
 } // namespace ManagerCore::Platform

@@ -17,7 +17,6 @@
 #include "CodeManagerApp/Model/ManagerModel.h"
 #include "CodeManagerApp/Model/QtText.h"
 #include "Tests/CodeManagerApp/Support/ModelTest.h"
-#include "Tests/Support/Leaks.h"
 
 using namespace CodeManagerApp;
 using namespace std::chrono_literals;
@@ -257,7 +256,6 @@ private:
 
 TEST_F(ModelStormTest, nothingIsLostAndNothingIsLeftRunning)
 {
-    [[maybe_unused]] const TestSupport::LeaksOfOthers leaks; // of the Trash that is asked for what is gone by then
     const std::uint64_t seed = number("CODE_MANAGER_STORM_SEED", 20261121);
     std::cout << "CODE_MANAGER_STORM_SEED=" << seed << "\n" << std::flush;
     std::mt19937_64 random(seed);

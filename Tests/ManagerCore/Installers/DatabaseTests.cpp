@@ -4,7 +4,6 @@
 
 #include "ManagerCore/Installers/DatabaseCatalog.h"
 #include "ManagerCore/Installers/DatabaseInstaller.h"
-#include "Tests/Support/Leaks.h"
 #include "Tests/Support/Permissions.h"
 #include "Tests/Support/Sandbox.h"
 
@@ -222,7 +221,6 @@ TEST_F(DatabaseTest, aDestinationThatDoesNotGoToTheTrashIsLeftAsItIs)
     fs::permissions(home() / "data", fs::perms::owner_read | fs::perms::owner_exec);
     {
         const TestSupport::PermissionsHold hold;
-        [[maybe_unused]] const TestSupport::LeaksOfOthers allowed;
         const Proc::Out out = DatabaseInstaller::install(orchid());
         EXPECT_EQ(out.code, 1);
         EXPECT_THAT(out.stderr, HasSubstr("was left as it is. "));

@@ -14,10 +14,6 @@
 #include "ManagerCore/Inventory/Scanner.h"
 #include "Tests/Support/Sandbox.h"
 
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/lsan_interface.h>
-#endif
-
 namespace Remover = ManagerCore::Remover;
 namespace Scanner = ManagerCore::Scanner;
 namespace fs = std::filesystem;
@@ -318,9 +314,6 @@ TEST_F(RemovalTest, anItemThatMayNotBeMovedIsReportedAndFoundAgain)
         GTEST_SKIP() << "making a file immutable takes root and a file system that knows it";
     }
     const Snapshot before = everything();
-#ifdef __SANITIZE_ADDRESS__
-    const __lsan::ScopedDisabler leaks; // GIO's own, two texts of the attempt
-#endif
     const std::vector<Remover::Result> results = Remover::trash({app, fixed, preferences});
     EXPECT_TRUE(results[0].trashed);
     EXPECT_FALSE(results[1].trashed);
@@ -369,9 +362,6 @@ TEST_P(FullVolumeTest, keepsItsItemsAndTheOthersAreMoved)
 
     const fs::path app = home() / "Applications/Zyn.app";
     const fs::path logs = home() / "Library/Logs/zyn";
-#ifdef __SANITIZE_ADDRESS__
-    const __lsan::ScopedDisabler leaks; // GIO's own, two texts of the attempt
-#endif
     const std::vector<Remover::Result> results = Remover::trash({app, kept, logs});
     EXPECT_TRUE(results[0].trashed);
     EXPECT_FALSE(results[1].trashed);
@@ -418,9 +408,6 @@ TEST_F(RemovalTest, aReadOnlyVolumeKeepsItsItemsAndTheOthersAreMoved)
     identity.modelPaths.push_back(kept.string());
     ASSERT_THAT(found(identity), Contains(kept.string()));
     const fs::path app = home() / "Applications/Zyn.app";
-#ifdef __SANITIZE_ADDRESS__
-    const __lsan::ScopedDisabler leaks; // GIO's own, two texts of the attempt
-#endif
     const std::vector<Remover::Result> results = Remover::trash({kept, app});
     EXPECT_FALSE(results[0].trashed);
     EXPECT_THAT(results[0].error.value_or(""), testing::StartsWith("“zyn” couldn’t be moved to the trash"));

@@ -55,6 +55,8 @@ TEST(ErrorTexts, areSentencesThatNameTheFile)
     EXPECT_EQ(ErrorText::saving(EPERM, file), ErrorText::saving(EACCES, file));
     EXPECT_EQ(ErrorText::saving(EROFS, file), "You can’t save the file “P” because the volume is read only.");
     EXPECT_EQ(ErrorText::saving(ENOSPC, file), "The file “P” couldn’t be saved because the volume is full.");
+    EXPECT_EQ(ErrorText::saving(EDQUOT, file),
+              "The file “P” couldn’t be saved because your disk quota on the volume is used up.");
     EXPECT_EQ(ErrorText::saving(EIO, file),
               "The file “P” couldn’t be saved in the folder “folder” (Input/output error).");
     EXPECT_EQ(ErrorText::saving(EIO, "/P"), "The file “P” couldn’t be saved in the folder “/” (Input/output error).");
@@ -63,6 +65,16 @@ TEST(ErrorTexts, areSentencesThatNameTheFile)
               "“P” couldn’t be moved to the trash because the volume “V” doesn’t have one.");
     EXPECT_EQ(ErrorText::trashing(EACCES, file),
               "“P” couldn’t be moved to the trash because you don’t have permission to access it.");
+    EXPECT_EQ(ErrorText::trashing(ENOSPC, file), "“P” couldn’t be moved to the trash because the volume is full.");
+    EXPECT_EQ(ErrorText::trashing(EDQUOT, file),
+              "“P” couldn’t be moved to the trash because your disk quota on the volume is used up.");
+    EXPECT_EQ(ErrorText::makingTrash(EDQUOT, file, "/T"), ErrorText::trashing(EDQUOT, file));
+    EXPECT_EQ(ErrorText::makingTrash(EACCES, file, "/T"),
+              "“P” couldn’t be moved to the trash because the folder “/T” couldn’t be made or opened (Permission "
+              "denied).");
+    EXPECT_EQ(ErrorText::trashing(EIO, "/folder/P//"), ErrorText::trashing(EIO, file));
+    EXPECT_EQ(ErrorText::trashing(EIO, "/"), "“/” couldn’t be moved to the trash (Input/output error).");
+    EXPECT_EQ(ErrorText::missing(""), "The file “” doesn’t exist.");
     EXPECT_EQ(ErrorText::reading(EACCES, file),
               "The file “P” couldn’t be opened because you don’t have permission to view it.");
     EXPECT_EQ(ErrorText::reading(EIO, file), "The file “P” couldn’t be opened (Input/output error).");
