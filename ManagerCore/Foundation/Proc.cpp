@@ -299,10 +299,13 @@ public:
         if (const int error = groups().reap(child_, status); error != 0) {
             return notLaunched(Platform::ErrorText::launching(error, command.executable));
         }
-        return {.code = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status),
+        endedBySignal_ = WIFSIGNALED(status);
+        return {.code = endedBySignal_ ? WTERMSIG(status) : WEXITSTATUS(status),
                 .stdout = Text::repairedUtf8(std::move(streams_[0].bytes)),
                 .stderr = Text::repairedUtf8(std::move(streams_[1].bytes))};
     }
+
+    [[nodiscard]] bool endedBySignal() const { return endedBySignal_; }
 
 private:
     // The working folder is entered by the child, whose errno does not tell whether the folder or the program failed.
@@ -486,6 +489,7 @@ private:
     bool ended_ = false;
     bool stopping_ = false;
     bool forced_ = false;
+    bool endedBySignal_ = false;
     Clock::time_point forceAt_;
 };
 
@@ -522,7 +526,10 @@ Out run(const std::string& executable,
     if (watcher->stopRequested()) {
         return notLaunched(Platform::ErrorText::launching(ECANCELED, command.executable));
     }
-    return Run(watcher->options_, &watcher->stopRequested_, watcher->wake_[0].get()).run(std::move(command));
+    Run child(watcher->options_, &watcher->stopRequested_, watcher->wake_[0].get());
+    Out out = child.run(std::move(command));
+    watcher->endedBySignal_ = child.endedBySignal();
+    return out;
 }
 
 void giveUpTerminalInput()

@@ -64,6 +64,9 @@ public:
 
     [[nodiscard]] bool stopRequested() const { return stopRequested_; }
 
+    // Whether a signal ended the last child. `Out::code` is then the signal's number.
+    [[nodiscard]] bool endedBySignal() const { return endedBySignal_; }
+
 private:
     friend Out run(const std::string& executable,
                    const std::vector<std::string>& arguments,
@@ -73,6 +76,7 @@ private:
 
     WatcherOptions options_;
     std::atomic<bool> stopRequested_ = false;
+    std::atomic<bool> endedBySignal_ = false;
     std::array<Platform::UniqueFd, 2> wake_;
 };
 

@@ -15,7 +15,7 @@ namespace
 
 Proc::Out refused(std::string sentence) { return {.code = 1, .stdout = {}, .stderr = std::move(sentence)}; }
 
-bool standsAt(const std::filesystem::path& path) { return FilePath::exists(path) || FilePath::isLink(path); }
+bool isAt(const std::filesystem::path& path) { return FilePath::exists(path) || FilePath::isLink(path); }
 
 // Whether moving `folder` away would take `path` along.
 bool holds(const std::filesystem::path& folder, const std::filesystem::path& path)
@@ -26,6 +26,27 @@ bool holds(const std::filesystem::path& folder, const std::filesystem::path& pat
     const std::string above = FilePath::resolved(folder).string();
     const std::string below = FilePath::resolved(path).string();
     return below == above || below.starts_with(above == "/" ? above : above + "/");
+}
+
+// Where a copy that was killed leaves a part: ditto of macOS copies to the destination itself, ours beside it.
+std::string leftover(const std::filesystem::path& dest)
+{
+    return "What was copied until then may be left "
+        + (isAt(dest) ? "at " + dest.string() + "."
+                      : "in " + FilePath::parent(dest).string() + " under a name that begins with “.ditto.”.");
+}
+
+Proc::Out copy(const Database& database, Proc::Watcher* watcher)
+{
+    Proc::Watcher ownWatcher;
+    Proc::Watcher& used = watcher != nullptr ? *watcher : ownWatcher;
+    const std::filesystem::path dest = database.destPath();
+    Proc::Out out = Proc::run(
+        Platform::ditto().string(), {database.sourcePath().string(), dest.string()}, std::nullopt, std::nullopt, &used);
+    if (out.stderr.empty() && used.endedBySignal()) {
+        out.stderr = "The copy was ended by signal " + std::to_string(out.code) + ". " + leftover(dest);
+    }
+    return out;
 }
 
 } // namespace
@@ -53,18 +74,14 @@ Proc::Out install(const Database& database, Proc::Watcher* watcher)
     if (!dest.empty()) {
         [[maybe_unused]] const auto ignored = WholeFile::makeFolders(FilePath::parent(dest), 0777);
     }
-    if (standsAt(dest)) {
-        const auto results = Remover::trash({dest});
-        if (standsAt(dest)) {
-            return refused("What stands at " + dest.string() + " was left as it is. "
-                           + results.front().error.value_or("Something came to stand there meanwhile."));
+    if (isAt(dest)) {
+        const auto error = Remover::trash({dest}).front().error;
+        if (error && isAt(dest)) {
+            return refused("The item at " + dest.string() + " was left as it is. " + *error
+                           + " Move it away, then install again.");
         }
     }
-    return Proc::run(Platform::ditto().string(),
-                     {database.sourcePath().string(), dest.string()},
-                     std::nullopt,
-                     std::nullopt,
-                     watcher);
+    return copy(database, watcher);
 }
 
 std::vector<Remover::Result> uninstall(const Database& database) { return Remover::trash({database.destPath()}); }

@@ -14,9 +14,9 @@ namespace ManagerCore::DatabaseInstaller
 // nothing does.
 Proc::Out check(const Database& database);
 
-// Copies the source to its destination and gives ditto's result; what stood there goes to the Trash first. Code 1 with
-// one sentence, and nothing changed, when `check` objects or what stands there does not go to the Trash: a copy would
-// be mixed into it. A copy that fails may leave a part at the destination; the old one is in the Trash whole.
+// Copies the source to its destination and gives ditto's result; what exists there goes to the Trash first. Code 1 with
+// one sentence, and nothing changed, when `check` objects or what exists there does not go to the Trash. On Linux
+// nothing is at the destination after a copy that failed, on macOS there may be a part; the old one is in the Trash.
 // `watcher`, when given, can stop the copy.
 Proc::Out install(const Database& database, Proc::Watcher* watcher = nullptr);
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <expected>
 #include <fcntl.h>
@@ -74,7 +75,12 @@ std::expected<Trash, int> trashIn(UniqueFd folder, path top)
     return trash.notes.isOpen() ? std::expected<Trash, int>(std::move(trash)) : std::unexpected(errno);
 }
 
-path homeTrash() { return path(g_get_user_data_dir()) / "Trash"; }
+path homeTrash()
+{
+    const char* given = std::getenv("XDG_DATA_HOME");
+    const path data = given != nullptr && *given == '/' ? path(given) : homeFolder() / ".local/share";
+    return data / "Trash";
+}
 
 // Whether the folder, which need not exist yet, lies on the device.
 bool liesOn(dev_t device, path folder)

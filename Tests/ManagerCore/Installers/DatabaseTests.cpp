@@ -4,6 +4,7 @@
 
 #include "ManagerCore/Installers/DatabaseCatalog.h"
 #include "ManagerCore/Installers/DatabaseInstaller.h"
+#include "ManagerCore/Platform/Platform.h"
 #include "Tests/Support/Permissions.h"
 #include "Tests/Support/Sandbox.h"
 
@@ -13,6 +14,7 @@ namespace Proc = ManagerCore::Proc;
 namespace fs = std::filesystem;
 using ManagerCore::Database;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using TestSupport::EnvironmentVariable;
@@ -225,10 +227,92 @@ TEST_F(DatabaseTest, aDestinationThatDoesNotGoToTheTrashIsLeftAsItIs)
         EXPECT_EQ(out.code, 1);
         EXPECT_THAT(out.stderr, HasSubstr("was left as it is. "));
         EXPECT_THAT(out.stderr, HasSubstr("couldn’t be moved to the trash"));
+        EXPECT_THAT(out.stderr, EndsWith(" Move it away, then install again."));
     }
     fs::permissions(home() / "data", fs::perms::owner_all);
     EXPECT_EQ(TestSupport::read(home() / "data/orchid/own"), "old") << "not mixed with the new one";
 }
+
+#ifndef __APPLE__
+TEST_F(DatabaseTest, onADriveWithoutATrashTheMessageSaysWhatToDo)
+{
+    const TestSupport::MountedVolume volume(scratch() / "memory", "tmpfs", 4);
+    if (!volume.mounted()) {
+        GTEST_SKIP() << "mounting a volume takes root";
+    }
+    TestSupport::write(scratch() / "source/own", "new");
+    TestSupport::write(volume.path() / "orchid/own", "old");
+    Database database = orchid();
+    database.dest = (volume.path() / "orchid").string();
+    EXPECT_EQ(DatabaseInstaller::install(database),
+              (Proc::Out {.code = 1,
+                          .stdout = "",
+                          .stderr = "The item at " + database.dest
+                              + " was left as it is. “orchid” couldn’t be moved to the trash because the volume "
+                                "“memory” doesn’t have one. Move it away, then install again."}));
+    EXPECT_EQ(TestSupport::read(volume.path() / "orchid/own"), "old");
+}
+
+// Our ditto runs the `cp` that PATH finds first.
+class DatabaseCopyTest : public DatabaseTest
+{
+protected:
+    void replaceCp(const std::string& script) const
+    {
+        TestSupport::makeExecutable(scratch() / "bin/cp", "#!/bin/sh\n" + script);
+    }
+    [[nodiscard]] static bool hasOwnDitto() { return ManagerCore::Platform::ditto() != "/usr/bin/ditto"; }
+
+private:
+    EnvironmentVariable path_ {"PATH", (scratch() / "bin").string() + ":/usr/bin:/bin"};
+};
+
+TEST_F(DatabaseCopyTest, whatComesToTheDestinationDuringTheCopyStays)
+{
+    if (!hasOwnDitto()) {
+        GTEST_SKIP() << "this system has a ditto of its own";
+    }
+    const fs::path dest = home() / "data/orchid";
+    TestSupport::write(scratch() / "source/index", "new");
+    TestSupport::write(scratch() / "unrelated/index", "unrelated");
+    for (const std::string& creator : {"mkdir '" + dest.string() + "' && echo theirs >'" + dest.string() + "/index'",
+                                       "echo theirs >'" + dest.string() + "'",
+                                       "mkdir '" + dest.string() + "'",
+                                       "ln -s '" + (scratch() / "unrelated").string() + "' '" + dest.string() + "'"}) {
+        TestSupport::write(dest / "own", "old");
+        replaceCp(creator + "\nexec /bin/cp \"$@\"\n");
+        const Proc::Out out = DatabaseInstaller::install(orchid());
+        EXPECT_EQ(out.code, 1) << creator;
+        EXPECT_EQ(out.stderr,
+                  "ditto: “" + dest.string() + "” couldn’t be made; something else may exist there by now.\n");
+        EXPECT_FALSE(fs::exists(dest / "index") && TestSupport::read(dest / "index") == "new") << creator;
+        EXPECT_EQ(TestSupport::read(scratch() / "unrelated/index"), "unrelated");
+        EXPECT_EQ(std::distance(fs::directory_iterator(home() / "data"), {}), 1) << "the copy is gone";
+        EXPECT_EQ(TestSupport::read(trashed("orchid") / "own"), "old");
+        fs::remove_all(dest);
+        fs::remove_all(trash().parent_path());
+    }
+}
+
+TEST_F(DatabaseCopyTest, aKilledCopySaysSo)
+{
+    if (!hasOwnDitto()) {
+        GTEST_SKIP() << "this system has a ditto of its own";
+    }
+    TestSupport::write(scratch() / "source/own", "new");
+    replaceCp("kill -9 $PPID\n");
+    EXPECT_EQ(DatabaseInstaller::install(orchid()),
+              (Proc::Out {.code = 9,
+                          .stdout = "",
+                          .stderr = "The copy was ended by signal 9. What was copied until then may be left in "
+                              + (home() / "data").string() + " under a name that begins with “.ditto.”."}));
+    EXPECT_FALSE(orchid().installed());
+    replaceCp("mkdir '" + (home() / "data/orchid").string() + "'; kill -9 $PPID\n");
+    EXPECT_EQ(DatabaseInstaller::install(orchid()).stderr,
+              "The copy was ended by signal 9. What was copied until then may be left at "
+                  + (home() / "data/orchid").string() + ".");
+}
+#endif
 
 TEST_F(DatabaseTest, aParentThatCannotBeMadeIsTheCopysFailure)
 {
@@ -261,7 +345,9 @@ TEST_F(DatabaseTest, onAVolumeThatFillsUpTheOldCopyIsInTheTrash)
     database.dest = (volume.path() / "data/orchid").string();
     const Proc::Out out = DatabaseInstaller::install(database);
     EXPECT_NE(out.code, 0);
-    EXPECT_THAT(out.stderr, HasSubstr("“big” couldn’t be saved because the volume is full."));
+    EXPECT_THAT(out.stderr, HasSubstr("No space left on device"));
+    EXPECT_THAT(out.stderr, EndsWith(" couldn’t be copied to “" + database.dest + "”.\n"));
+    EXPECT_FALSE(fs::exists(database.dest)) << "nothing that looks installed";
     std::vector<std::string> kept;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(volume.path())) {
         if (entry.path().filename() == "own") {

@@ -24,7 +24,6 @@
 #include "ManagerCore/Installers/DatabaseInstaller.h"
 #include "ManagerCore/Inventory/Scanner.h"
 #include "Tests/ManagerCore/RandomWalk/World.h"
-#include "Tests/Support/Leaks.h"
 #include "Tests/Support/Permissions.h"
 
 namespace
@@ -51,7 +50,6 @@ struct Report {
 // Runs the program's part of a step without root's exemption from permissions, for children too.
 template <class Function> auto asProgram(Function function)
 {
-    [[maybe_unused]] const TestSupport::LeaksOfOthers leaks; // GIO leaks when it refuses
     const TestSupport::PermissionsHold hold;
     ::prctl(PR_SET_SECUREBITS, SECBIT_NOROOT);
     auto result = function();
