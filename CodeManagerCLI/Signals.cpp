@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdint>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -98,8 +99,13 @@ void serve(sigset_t signals)
 void watch()
 {
     const sigset_t signals = endingSignals();
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread(serve, signals).detach();
+    sigset_t before;
+    ::pthread_sigmask(SIG_BLOCK, &signals, &before);
+    try {
+        std::thread(serve, signals).detach();
+    } catch (const std::system_error&) {
+        ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
 }
 
 void waitIfEnding()

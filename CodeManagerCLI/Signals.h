@@ -8,7 +8,8 @@ namespace CodeManagerCLI::Signals
 {
 
 // To be called first in main, before there is any other thread. From then on SIGINT, SIGTERM and SIGHUP end the program
-// in that way; one that was ignored at the start stays ignored.
+// in that way; one that was ignored at the start stays ignored. Where the system gives no thread to watch with, a
+// signal ends the program at once.
 void watch();
 
 // Does not return when a signal is ending the program: what a command has to say of children that were ended under it

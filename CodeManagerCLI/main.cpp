@@ -54,6 +54,6 @@ int main(int argc, char* argv[])
         Signals::workIsDone();
         return status;
     } catch (const std::exception&) {
-        return ExitStatus::failed; // no memory or no thread, and nothing to say it with
+        return ExitStatus::failed; // no memory left to report it with
     }
 }
