@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <deque>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -78,12 +79,13 @@ bool leadsThrough(const fs::path& path, const fs::path& place)
     return false;
 }
 
-bool stands(const fs::path& link) { return FilePath::exists(link) || FilePath::linkDestination(link).has_value(); }
-
 std::string couldNotUpdate(const std::string& reason) { return "Could not update the link: " + reason; }
 
 std::optional<std::string> refusalOfRepoint(const fs::path& link, const fs::path& to)
 {
+    if (const auto refusal = refusalOfNamelessPath(link)) {
+        return couldNotUpdate(*refusal);
+    }
     if (leadsThrough(to, link)) {
         return couldNotUpdate("“" + FilePath::lastComponent(to) + "” is reached through the place of the link itself.");
     }
@@ -122,10 +124,34 @@ candidateOf(const fs::path& activeLink, const fs::path& currentTarget, const fs:
     return {.path = path, .refusal = refusalOfRealItem(activeLink)};
 }
 
+enum class Replace : std::uint8_t { links, everything };
+
+Outcome writeLink(const fs::path& link, const fs::path& to, std::string_view label, Replace replace)
+{
+    if (const auto refusal = refusalOfRepoint(link, to)) {
+        return refused(*refusal);
+    }
+    if (FilePath::isLink(link) || (replace == Replace::everything && FilePath::exists(link))) {
+        Remover::trash({link}); // if that fails, symlink reports that the name is taken
+    }
+    if (::symlink(to.c_str(), link.c_str()) != 0) {
+        return refused(couldNotUpdate(Platform::ErrorText::saving(errno, link)));
+    }
+    return done(label, to);
+}
+
 constexpr std::string_view rootLabel = "Crucible root now points at";
 constexpr std::string_view servedLabel = "Now serving from";
 
 } // namespace
+
+std::optional<std::string> refusalOfNamelessPath(const fs::path& path)
+{
+    const std::string name = FilePath::lastComponent(path);
+    return name.empty() || name == "/" || isDots(name)
+        ? std::optional("The path “" + path.string() + "” doesn’t end with a name.")
+        : std::nullopt;
+}
 
 std::optional<std::string> refusalOfRealItem(const fs::path& link)
 {
@@ -147,28 +173,21 @@ Outcome setRoot(const fs::path& link, const fs::path& to)
             return refused("Could not replace the existing link: " + error.value_or("unknown"));
         }
     }
-    return repoint(link, to, rootLabel);
+    // A folder may have been made there since the check.
+    return writeLink(link, to, rootLabel, Replace::links);
 }
 
 Outcome repoint(const fs::path& link, const fs::path& to, std::string_view label)
 {
-    if (const auto refusal = refusalOfRepoint(link, to)) {
-        return refused(*refusal);
-    }
-    if (stands(link)) {
-        Remover::trash({link}); // when it stays, the link cannot be made and that is what is told
-    }
-    if (::symlink(to.c_str(), link.c_str()) != 0) {
-        return refused(couldNotUpdate(Platform::ErrorText::saving(errno, link)));
-    }
-    return done(label, to);
+    return writeLink(link, to, label, Replace::everything);
 }
 
 Outcome
 switchServed(const fs::path& activeLink, const fs::path& currentTarget, const fs::path& from, const fs::path& to)
 {
     const Candidate candidate = candidateOf(activeLink, currentTarget, from, to);
-    return candidate.refusal ? refused(*candidate.refusal) : repoint(activeLink, candidate.path, servedLabel);
+    return candidate.refusal ? refused(*candidate.refusal)
+                             : writeLink(activeLink, candidate.path, servedLabel, Replace::links);
 }
 
 Outcome foretellSetRoot(const fs::path& link, const fs::path& to)

@@ -61,6 +61,11 @@ Way wayOf(const fs::path& node, const fs::path& from, const fs::path& to)
         way.refusal = node.string() + " is not under " + from.string() + ".";
         return way;
     }
+    // The link to the copy could not be made there.
+    way.refusal = CrucibleAdmin::refusalOfNamelessPath(node);
+    if (way.refusal) {
+        return way;
+    }
     way.destination = FilePath::appending(to, *relative);
     way.verdict = CrucibleMoveGuard::verdict(way.destination, node);
     if (way.verdict.kind == Verdict::Kind::occupied) {

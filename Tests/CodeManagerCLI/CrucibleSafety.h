@@ -62,10 +62,15 @@ protected:
     }
     [[nodiscard]] static std::string program() { return TestSupport::builtProgram("zyn-code-manager"); }
 
-    Proc::Out run(const std::vector<std::string>& arguments, const std::string& faults = {}) const
+    // `command` is what the action "run" of the faults runs.
+    Proc::Out run(const std::vector<std::string>& arguments,
+                  const std::string& faults = {},
+                  const std::string& command = {}) const
     {
         fs::remove(log());
-        return Proc::run(program(), arguments, home(), environment(faults));
+        auto variables = environment(faults);
+        variables.emplace("TEST_FAULTS_COMMAND", command);
+        return Proc::run(program(), arguments, home(), variables);
     }
 
     // The names of all calls of the last run, as often as they were made; behind those that were made to fail, "

@@ -149,6 +149,39 @@ TEST_F(MoveSafetyTest, ASecondCtrlCEndsItAtOnce)
     EXPECT_TRUE(sourceIsWhole());
 }
 
+// ---- without threads ----
+
+TEST_F(MoveSafetyTest, AMoveIsDoneWithAsManyThreadsAsThereAre)
+{
+    prepare();
+    const long threads = callsOf(command()).at("pthread_create");
+    EXPECT_GT(threads, 1) << "one for signals, others to copy";
+    for (const std::string& nth : occasions(threads)) {
+        prepare();
+        const Proc::Out out = run(command(), errnoFault("pthread_create", nth, EAGAIN));
+        SCOPED_TRACE(nth + ": " + out.stderr);
+        expectFault("pthread_create", nth);
+        EXPECT_TRUE(out.ok());
+        expectTruth(out);
+    }
+}
+
+TEST_F(MoveSafetyTest, CtrlCEndsAMoveWithoutThreadsAtOnce)
+{
+    prepare();
+    std::vector<std::string> words = command();
+    words.insert(words.begin(), program());
+    Running run(
+        words,
+        {.environment = environment("pthread_create:*:errno=11;copy_file_range:1:delay=20000"), .folder = home()});
+    while (!fs::exists(copy() / "config.json")) {
+        std::this_thread::sleep_for(5ms);
+    }
+    ::kill(run.pid(), SIGINT);
+    EXPECT_EQ(run.ending(10s), "signal " + std::to_string(SIGINT));
+    EXPECT_TRUE(sourceIsWhole());
+}
+
 // ---- what changes links ----
 
 // Weights on two drives, a root link, a served link, links that dangle and a backup of what they should be.
@@ -204,6 +237,41 @@ protected:
         }
     }
 };
+
+// Whenever somebody makes a folder in the place of the link that is being replaced, it stays there.
+TEST_F(LinkSafetyTest, AFolderMadeDuringAChangeOfTheLinkStays)
+{
+    const std::map<std::string, std::vector<std::string>> commands {{"links/root", {"crucible", "set-root", "to"}},
+                                                                    {"links/served", {"crucible", "serve", "~/to"}}};
+    for (const auto& [link, words] : commands) {
+        const fs::path place = home() / link;
+        prepare();
+        const long calls = callsOf(words).at("lstat");
+        int made = 0;
+        for (long nth = 1; nth <= calls; nth++) {
+            prepare();
+            const Proc::Out out = run(words,
+                                      "lstat:" + std::to_string(nth) + ":run",
+                                      "test -e '" + place.string() + "' || mkdir '" + place.string() + "'");
+            SCOPED_TRACE(link + ", lstat " + std::to_string(nth) + ": " + out.stdout + out.stderr);
+            expectNothingLost();
+            for (const std::string& name : trashed()) {
+                EXPECT_TRUE(fs::is_symlink(trash() / name)) << name;
+            }
+            if (fs::is_symlink(place)) {
+                EXPECT_THAT(out.stdout, HasSubstr(":\n" + fs::read_symlink(place).string() + "\n"));
+                continue;
+            }
+            made++;
+            EXPECT_TRUE(fs::is_directory(place));
+            EXPECT_EQ(out.stderr,
+                      "Could not update the link: The file “" + place.filename().string()
+                          + "” couldn’t be saved in the folder “links” because a file with the same name already "
+                            "exists.\n");
+        }
+        EXPECT_GT(made, 0) << link;
+    }
+}
 
 struct LinkCommand {
     const char* name;

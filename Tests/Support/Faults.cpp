@@ -2,7 +2,8 @@
 //
 //   TEST_FAULTS=CALL:N:ACTION   the Nth call of that kind ("*": every one; CALL "any": of all those that change
 //                               something) does ACTION: "errno=5", "kill" before the call, "skip" (says that it wrote
-//                               and does not), "delay=50" milliseconds first; several with ";" between them
+//                               and does not), "delay=50" milliseconds first, "run" TEST_FAULTS_COMMAND in a shell
+//                               first; several with ";" between them
 //   TEST_FAULTS_CLOCK=SECONDS   the calendar's clock shows so many seconds since 1970 when the program starts
 //   TEST_FAULTS_LOG=FILE        the names of all calls are added to FILE, one per line, and " fails" behind those that
 //                               were made to
@@ -22,12 +23,15 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -98,6 +102,18 @@ void note(const char* call, const char* more = "")
     }
 }
 
+void runCommand()
+{
+    const char* command = std::getenv("TEST_FAULTS_COMMAND");
+    std::array<const char*, 4> arguments {"sh", "-c", command, nullptr};
+    std::array<char*, 1> environment {};
+    pid_t child = -1;
+    if (::posix_spawn(&child, "/bin/sh", nullptr, nullptr, const_cast<char**>(arguments.data()), environment.data())
+        == 0) {
+        ::waitpid(child, nullptr, 0);
+    }
+}
+
 enum class Turn : std::uint8_t { goOn, fail, skip };
 
 Turn carryOut(const char* call, const char* action)
@@ -111,6 +127,8 @@ Turn carryOut(const char* call, const char* action)
         const long milliseconds = std::atol(action + 6);
         const timespec time {.tv_sec = milliseconds / 1000, .tv_nsec = milliseconds % 1000 * 1000000};
         ::nanosleep(&time, nullptr);
+    } else if (std::strcmp(action, "run") == 0) {
+        runCommand();
     } else if (std::strcmp(action, "kill") == 0) {
         ::syscall(SYS_kill, ::syscall(SYS_getpid), SIGKILL);
     } else if (std::strcmp(action, "skip") == 0) {
@@ -263,6 +281,12 @@ FAULTY_AS(int, statfs64, "statfs", false, (const char* path, struct statfs64* fa
 FAULTY(ssize_t, readlink, false, (const char* path, char* buffer, size_t size), (path, buffer, size))
 FAULTY(ssize_t, readlinkat, false, (int f, const char* p, char* buffer, size_t size), (f, p, buffer, size))
 FAULTY(ssize_t, getdents64, false, (int file, void* buffer, size_t size), (file, buffer, size))
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument)
+{
+    static auto* real = next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
+    return turn("pthread_create", false) == Turn::fail ? errno : real(thread, attributes, body, argument);
+}
 
 // The descriptor is gone all the same.
 extern "C" int close(int file)

@@ -99,6 +99,25 @@ TEST_F(CrucibleAdminTest, repointTellsWhyALinkCannotBeMade)
     EXPECT_FALSE(CrucibleAdmin::repoint({}, scratch(), "x").ok);
 }
 
+TEST_F(CrucibleAdminTest, aPathThatDoesNotEndWithANameIsRefused)
+{
+    write(home() / "models/one/weights", "one");
+    write(home() / "models/two/weights", "two");
+    fs::create_directories(scratch() / "drive");
+    for (const fs::path& path :
+         {home() / "models/one/..", home() / "models/one/.", home() / "models/missing/..", fs::path("/"), fs::path()}) {
+        const Outcome refusal {false,
+                               "Could not update the link: The path “" + path.string() + "” doesn’t end with a name."};
+        EXPECT_EQ(CrucibleAdmin::repoint(path, scratch() / "drive", "x"), refusal);
+        EXPECT_EQ(CrucibleAdmin::foretellRepoint(path, scratch() / "drive", "restored"), refusal);
+        EXPECT_FALSE(CrucibleAdmin::setRoot(path, scratch() / "drive").ok) << path;
+        EXPECT_FALSE(CrucibleAdmin::foretellSetRoot(path, scratch() / "drive").ok) << path;
+    }
+    EXPECT_EQ(read(home() / "models/one/weights"), "one");
+    EXPECT_EQ(read(home() / "models/two/weights"), "two");
+    EXPECT_THAT(trashed(), testing::IsEmpty());
+}
+
 #ifndef __APPLE__
 TEST_F(CrucibleAdminTest, repointKeepsWhatCannotGoToTheTrash)
 {

@@ -147,6 +147,23 @@ TEST_F(CrucibleBackupTest, noLinkIsMadeWhoseTargetWouldBeGoneWithWhatItReplaces)
     EXPECT_THAT(trashed(), IsEmpty());
 }
 
+TEST_F(CrucibleBackupTest, aLinkThatEndsInDotsIsRefusedByRestoreAndDryRun)
+{
+    write(root() / "models/one/weights", "one");
+    write(drive() / "a", "weights");
+    for (const char* dots : {".", ".."}) {
+        const fs::path link = root() / "models/one" / dots;
+        const Result refusal {
+            link, false, "Could not update the link: The path “" + link.string() + "” doesn’t end with a name."};
+        EXPECT_THAT(CrucibleRestore::restore(document(link, drive() / "a")), ElementsAre(refusal));
+        EXPECT_THAT(
+            CrucibleRestore::restore(document(link, drive() / "a"), &ManagerCore::CrucibleAdmin::foretellRepoint),
+            ElementsAre(refusal));
+    }
+    EXPECT_EQ(read(root() / "models/one/weights"), "one");
+    EXPECT_THAT(trashed(), IsEmpty());
+}
+
 TEST_F(CrucibleBackupTest, emptyAndOddValuesMakeNothing)
 {
     fs::create_directories(root());

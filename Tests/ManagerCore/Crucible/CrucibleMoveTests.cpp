@@ -107,6 +107,20 @@ TEST_F(CrucibleMoveTest, aNodeOutsideOfTheRootOrTheRootItselfIsRefused)
     EXPECT_FALSE(fs::exists(to()));
 }
 
+TEST_F(CrucibleMoveTest, aNodeWhosePathDoesNotEndWithANameIsRefused)
+{
+    write(node() / "file", "x");
+    for (const char* dots : {"a/..", "a/."}) {
+        const fs::path path = from() / "models" / dots;
+        const Outcome refusal {false, "The path “" + path.string() + "” doesn’t end with a name."};
+        EXPECT_EQ(CrucibleMove::relocate(path, from(), to()), refusal);
+        EXPECT_EQ(CrucibleMove::foretell(path, from(), to()), refusal);
+    }
+    EXPECT_EQ(read(node() / "file"), "x");
+    EXPECT_FALSE(fs::exists(to()));
+    EXPECT_THAT(trashed(), IsEmpty());
+}
+
 TEST_F(CrucibleMoveTest, anOccupiedDestinationIsRefused)
 {
     write(node() / "file", "mine");
