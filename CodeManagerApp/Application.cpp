@@ -115,7 +115,7 @@ int run(int argc, char** argv)
         std::fprintf(stderr, "%s\n", trouble->c_str());
         return exitNoDisplay;
     }
-    Platform::settleHome();
+    Platform::prepareProcess();
     Proc::giveUpTerminalInput();
     chooseRenderer();
     QGuiApplication application(argc, argv);

@@ -46,7 +46,7 @@ int runProgram(const std::vector<std::string>& arguments)
 int main(int argc, char* argv[])
 {
     try {
-        ManagerCore::Platform::settleHome();
+        ManagerCore::Platform::prepareProcess();
         Signals::watch();
         StandardStreams::prepare();
         const int status

@@ -77,22 +77,17 @@ void look(const std::string& place,
 std::vector<Finding> scan(const std::filesystem::path& root)
 {
     const std::string base = FilePath::appending(root, "").native();
-    std::array<std::vector<Finding>, TreeWalk::lanes> found;
-    TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
+    auto findings = TreeWalk::gather<Finding>(root, [&](const TreeWalk::Folder& folder, std::vector<Finding>& found) {
         std::optional<std::string> place;
         for (const TreeWalk::Entry& entry : folder.entries) {
             if (entry.kind == TreeWalk::Kind::link) {
                 if (!place) {
                     place = joined(base, folder.path);
                 }
-                look(*place, folder, entry, found.at(lane));
+                look(*place, folder, entry, found);
             }
         }
     });
-    std::vector<Finding> findings;
-    for (std::vector<Finding>& some : found) {
-        std::ranges::move(some, std::back_inserter(findings));
-    }
     std::ranges::sort(findings, {}, &Finding::link);
     return findings;
 }

@@ -83,7 +83,7 @@ struct alignas(64) Share {
 // Every file of a tree in the order of the paths; absent when one cannot be read.
 std::optional<std::vector<Measured>> filesOf(const std::filesystem::path& root, std::int64_t unit)
 {
-    std::array<Share, TreeWalk::lanes> shares;
+    std::array<Share, TreeWalk::workers> shares;
     struct stat facts {};
     if (::lstat(root.c_str(), &facts) != 0) {
         return std::nullopt;
@@ -91,10 +91,10 @@ std::optional<std::vector<Measured>> filesOf(const std::filesystem::path& root, 
     if (S_ISREG(facts.st_mode)) {
         shares.front().add(measure(AT_FDCWD, root.c_str(), {}, unit));
     } else if (S_ISDIR(facts.st_mode)) {
-        shares.front().complete = TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
+        shares.front().complete = TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned worker) {
             for (const TreeWalk::Entry& entry : folder.entries) {
                 if (entry.kind == TreeWalk::Kind::file) {
-                    shares.at(lane).add(
+                    shares.at(worker).add(
                         measure(folder.descriptor, entry.terminatedName(), TreeWalk::pathOf(folder, entry), unit));
                 }
             }

@@ -22,7 +22,7 @@ std::vector<std::thread> started(std::size_t others, const std::function<void(un
     for (unsigned lane = 1; lane <= others; lane++) {
         try {
             threads.emplace_back([body, lane] {
-                Platform::yieldToOthers();
+                Platform::lowerThreadPriority();
                 body(lane);
             });
         } catch (const std::system_error&) {

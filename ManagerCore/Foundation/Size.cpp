@@ -1,14 +1,12 @@
 #include "ManagerCore/Foundation/Size.h"
 
-#include <algorithm>
 #include <array>
+#include <atomic>
 #include <fcntl.h>
-#include <numeric>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
 
 #include "ManagerCore/Foundation/TreeWalk.h"
+#include "ManagerCore/Platform/Platform.h"
 
 namespace ManagerCore::Size
 {
@@ -16,69 +14,32 @@ namespace ManagerCore::Size
 namespace
 {
 
-constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks, whatever the file system's own is
-
-// What one thread of the walk has counted. On a cache line of its own.
-struct alignas(64) Tally {
+std::int64_t ofFiles(const TreeWalk::Folder& folder)
+{
     std::int64_t bytes = 0;
-    dev_t device = 0;
-    std::int64_t blockSize = 0; // of the file system on `device`; 0 before the first look
-};
-
-// What the file occupies, without what the file system keeps for itself: ext4 counts blocks of its extent tree and xfs
-// what it set aside beyond the end, which differ between two good copies of a file.
-std::int64_t allocated(const struct stat& facts, std::int64_t blockSize)
-{
-    const std::int64_t blocks = static_cast<std::int64_t>(facts.st_blocks) * bytesPerBlock;
-    const std::int64_t length = (static_cast<std::int64_t>(facts.st_size) + blockSize - 1) / blockSize * blockSize;
-    return std::min(blocks, length);
-}
-
-std::int64_t blockSizeOf(const struct statvfs& facts)
-{
-    const auto size = static_cast<std::int64_t>(facts.f_frsize != 0 ? facts.f_frsize : facts.f_bsize);
-    return std::max(size, bytesPerBlock);
-}
-
-void lookAtDevice(Tally& tally, int folder, dev_t device)
-{
-    struct statvfs facts {};
-    tally.blockSize = ::fstatvfs(folder, &facts) == 0 ? blockSizeOf(facts) : 4096;
-    tally.device = device;
-}
-
-void count(Tally& tally, const TreeWalk::Folder& folder)
-{
     for (const TreeWalk::Entry& entry : folder.entries) {
-        struct stat facts {};
-        if (entry.kind != TreeWalk::Kind::file
-            || ::fstatat(folder.descriptor, entry.terminatedName(), &facts, AT_SYMLINK_NOFOLLOW) != 0
-            || !S_ISREG(facts.st_mode)) {
-            continue;
+        struct stat info {};
+        if (entry.kind == TreeWalk::Kind::file
+            && ::fstatat(folder.descriptor, entry.terminatedName(), &info, AT_SYMLINK_NOFOLLOW) == 0
+            && S_ISREG(info.st_mode)) {
+            bytes += Platform::allocatedSize(info);
         }
-        if (tally.blockSize == 0 || tally.device != facts.st_dev) {
-            lookAtDevice(tally, folder.descriptor, facts.st_dev);
-        }
-        tally.bytes += allocated(facts, tally.blockSize);
     }
+    return bytes;
 }
 
 std::int64_t ofTree(const std::filesystem::path& root)
 {
-    std::array<Tally, TreeWalk::lanes> tallies {};
-    TreeWalk::walk(root, [&tallies](const TreeWalk::Folder& folder, unsigned lane) { count(tallies[lane], folder); });
-    return std::accumulate(tallies.begin(), tallies.end(), std::int64_t {0}, [](std::int64_t sum, const Tally& tally) {
-        return sum + tally.bytes;
-    });
+    std::atomic<std::int64_t> bytes = 0;
+    TreeWalk::walk(root, [&bytes](const TreeWalk::Folder& folder, unsigned) { bytes += ofFiles(folder); });
+    return bytes;
 }
 
-// A file by itself. A link adds nothing, even one to a file.
+// A link adds nothing, even one to a file.
 std::int64_t ofFile(const std::filesystem::path& path)
 {
-    struct stat facts {};
-    struct statvfs volume {};
-    const bool regular = ::lstat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
-    return regular && ::statvfs(path.c_str(), &volume) == 0 ? allocated(facts, blockSizeOf(volume)) : 0;
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) ? Platform::allocatedSize(info) : 0;
 }
 
 struct Unit {
@@ -121,11 +82,11 @@ std::string decimal(std::uint64_t steps, std::uint64_t stepsPerUnit)
 
 std::int64_t of(const std::filesystem::path& path)
 {
-    struct stat facts {};
-    if (::stat(path.c_str(), &facts) != 0) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
         return 0;
     }
-    return S_ISDIR(facts.st_mode) ? ofTree(path) : ofFile(path);
+    return S_ISDIR(info.st_mode) ? ofTree(path) : ofFile(path);
 }
 
 std::string human(std::int64_t bytes)

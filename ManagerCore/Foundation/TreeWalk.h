@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstdint>
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <functional>
-#include <optional>
+#include <iterator>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,8 +12,8 @@
 
 #include "ManagerCore/Platform/Platform.h"
 
-// The one walker of all trees: several threads, calls relative to the open folder, a handful of descriptors however
-// deep or wide the tree is.
+// Walks trees with several threads, by calls relative to the open folder. A walk has at most two descriptors open for
+// each thread, however deep or wide the tree is.
 namespace ManagerCore::TreeWalk
 {
 
@@ -21,13 +22,13 @@ using Kind = Platform::FileKind; // never `unknown` here
 struct Entry {
     std::string_view name;
     Kind kind = Kind::other;
-    bool descend = true; // for folders: set to false to leave out what is inside
+    bool descend = true; // for folders: set to false to skip its contents
 
-    // The name as system calls take it: a zero byte stands behind it.
+    // The name as system calls take it, with a zero byte at its end.
     [[nodiscard]] const char* terminatedName() const { return &*name.begin(); }
 };
 
-// Some of the entries of one folder, while it is open. A large folder comes in several pieces.
+// Some of the entries of one folder, while it is open. A large folder comes in several chunks.
 struct Folder {
     int descriptor = -1;
     const std::string& path; // relative to the root, "/" between names, empty for the root
@@ -36,15 +37,33 @@ struct Folder {
 
 // Visits every folder of the tree at `root`, the root included. A root that is a link is followed; links inside are
 // yielded and never followed; mount points are crossed; hidden entries are included. `visit` is called from several
-// threads at once, in no order: sort what it gathers. `lane`, below `lanes`, tells the threads apart and is never used
-// by two at once; a visit uses no descriptor but the folder's and those that it opens itself, for its thread may see no
-// other. A folder that cannot be opened is passed over. False when the root cannot be opened as a folder.
+// threads at once, in no order: sort the results. `worker`, below `workers`, identifies the thread: no two threads have
+// the same at once. A visit uses only the folder's descriptor and those that it opens itself, because its thread may
+// have a descriptor table of its own. True when all was read; false when the root cannot be opened as a folder or when
+// a folder below it could not be read, whose entries are then missing.
 //
-// Two threads for each processor walk what the system has in memory. Where they find themselves waiting for the drive,
-// more of them start: a drive that is asked for more at once answers sooner.
-inline constexpr unsigned lanes = 16;
-using Visit = std::function<void(const Folder& folder, unsigned lane)>;
+// More threads than most machines have processors, because a drive answers sooner when it is asked for more at once; at
+// lowered priority, so that they do not delay the interface.
+inline constexpr unsigned workers = 8;
+using Visit = std::function<void(const Folder& folder, unsigned worker)>;
 bool walk(const std::filesystem::path& root, const Visit& visit);
+
+// The same with a list for each worker: returns all that the visits appended to theirs, in no order.
+template <class T>
+std::vector<T> gather(const std::filesystem::path& root,
+                      const std::function<void(const Folder& folder, std::vector<T>& found)>& visit)
+{
+    struct alignas(64) Share { // a cache line for each worker
+        std::vector<T> found;
+    };
+    std::array<Share, workers> shares;
+    walk(root, [&](const Folder& folder, unsigned worker) { visit(folder, shares.at(worker).found); });
+    std::vector<T> all;
+    for (Share& share : shares) {
+        std::ranges::move(share.found, std::back_inserter(all));
+    }
+    return all;
+}
 
 // Opens the folder at `path`, relative to the open folder `root` and of any length, without following a link on the
 // way; the root itself for the empty path. -1 with errno when it cannot be opened. The caller closes it.

@@ -1,10 +1,7 @@
 #include "ManagerCore/Models/ModelCatalog.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
-#include <functional>
-#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -21,35 +18,32 @@ namespace
 
 constexpr std::string_view entryFile = "model.toml";
 
-// Hands the slug and the file of every entry to `entry`, from several threads at once and in no order; `lane` tells
-// them apart.
-using OnFile = std::function<void(const std::string& slug, const std::filesystem::path& file, unsigned lane)>;
-
-void forEachFile(const std::string& installModelsDir, const OnFile& entry)
+// Calls `visit` with the slug and the file of every entry and a list to append to, from several threads at once.
+// Returns what the lists hold, in no order.
+template <class T, class Visit> std::vector<T> gatherFiles(const std::string& installModelsDir, const Visit& visit)
 {
     if (installModelsDir.empty()) {
-        return;
+        return {};
     }
     const std::filesystem::path root = FilePath::appending(FilePath::fromText(installModelsDir), "catalog");
-    TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
-        for (const TreeWalk::Entry& found : folder.entries) {
-            if (found.name == entryFile && found.kind != TreeWalk::Kind::folder) {
-                entry(folder.path, FilePath::appending(root, TreeWalk::pathOf(folder, found)), lane);
+    return TreeWalk::gather<T>(root, [&](const TreeWalk::Folder& folder, std::vector<T>& found) {
+        for (const TreeWalk::Entry& entry : folder.entries) {
+            if (entry.name == entryFile && entry.kind != TreeWalk::Kind::folder) {
+                visit(folder.path, FilePath::appending(root, TreeWalk::pathOf(folder, entry)), found);
             }
         }
     });
 }
 
 // The same with the text of every entry that can be read.
-using OnEntry = std::function<void(const std::string& slug, std::string_view text, unsigned lane)>;
-
-void forEachEntry(const std::string& installModelsDir, const OnEntry& entry)
+template <class T, class Visit> std::vector<T> gatherTexts(const std::string& installModelsDir, const Visit& visit)
 {
-    forEachFile(installModelsDir, [&entry](const std::string& slug, const std::filesystem::path& file, unsigned lane) {
-        if (const auto text = Text::readFile(file)) {
-            entry(slug, *text, lane);
-        }
-    });
+    return gatherFiles<T>(installModelsDir,
+                          [&visit](const std::string& slug, const std::filesystem::path& file, std::vector<T>& found) {
+                              if (const auto text = Text::readFile(file)) {
+                                  visit(slug, *text, found);
+                              }
+                          });
 }
 
 bool isReleased(const Descriptor::Map& entry) { return Descriptor::text("release", entry) == "yes"; }
@@ -66,16 +60,6 @@ Entry entryOf(const std::filesystem::path& file)
             .hasKeys = !map.empty(),
             .released = isReleased(map),
             .repo = Descriptor::text("repo", map)};
-}
-
-// What the lanes gathered, as one list in no order.
-template <class T> std::vector<T> joined(std::array<std::vector<T>, TreeWalk::lanes>& lanes)
-{
-    std::vector<T> all;
-    for (std::vector<T>& ofLane : lanes) {
-        std::ranges::move(ofLane, std::back_inserter(all));
-    }
-    return all;
 }
 
 // The value of a line as the matching reads it: between the first and the last double quote.
@@ -101,17 +85,16 @@ bool names(std::string_view text, const std::string& needle)
 
 std::vector<CatalogModel> scan(const std::string& installModelsDir)
 {
-    std::array<std::vector<CatalogModel>, TreeWalk::lanes> found;
-    forEachEntry(installModelsDir, [&found](const std::string& slug, std::string_view text, unsigned lane) {
+    const auto visit = [](const std::string& slug, std::string_view text, std::vector<CatalogModel>& found) {
         const Descriptor::Map entry = Descriptor::parse(text);
         if (isReleased(entry)) {
-            found[lane].push_back({.slug = slug,
-                                   .name = Descriptor::text("name", entry, slug),
-                                   .repo = Descriptor::text("repo", entry),
-                                   .size = Descriptor::text("size", entry)});
+            found.push_back({.slug = slug,
+                             .name = Descriptor::text("name", entry, slug),
+                             .repo = Descriptor::text("repo", entry),
+                             .size = Descriptor::text("size", entry)});
         }
-    });
-    std::vector<CatalogModel> models = joined(found);
+    };
+    std::vector<CatalogModel> models = gatherTexts<CatalogModel>(installModelsDir, visit);
     std::ranges::sort(models, [](const CatalogModel& one, const CatalogModel& other) {
         return std::tie(one.name, one.slug) < std::tie(other.name, other.slug);
     });
@@ -120,12 +103,10 @@ std::vector<CatalogModel> scan(const std::string& installModelsDir)
 
 std::vector<Entry> entries(const std::string& installModelsDir)
 {
-    std::array<std::vector<Entry>, TreeWalk::lanes> found;
-    forEachFile(installModelsDir,
-                [&found](const std::string& /*slug*/, const std::filesystem::path& file, unsigned lane) {
-                    found[lane].push_back(entryOf(file));
-                });
-    std::vector<Entry> all = joined(found);
+    const auto visit = [](const std::string& /*slug*/, const std::filesystem::path& file, std::vector<Entry>& found) {
+        found.push_back(entryOf(file));
+    };
+    std::vector<Entry> all = gatherFiles<Entry>(installModelsDir, visit);
     std::ranges::sort(all, {}, &Entry::file);
     return all;
 }
@@ -133,15 +114,14 @@ std::vector<Entry> entries(const std::string& installModelsDir)
 std::optional<std::string> slugFor(std::string_view model, const std::string& installModelsDir)
 {
     const std::string needle = "/" + std::string(model);
-    std::array<std::vector<std::string>, TreeWalk::lanes> found;
-    forEachEntry(installModelsDir, [&](const std::string& slug, std::string_view text, unsigned lane) {
+    const auto visit = [&](const std::string& slug, std::string_view text, std::vector<std::string>& found) {
         if (names(text, needle)) {
-            found[lane].push_back(slug);
+            found.push_back(slug);
         }
-    });
-    std::vector<std::string> slugs = joined(found);
+    };
+    const std::vector<std::string> slugs = gatherTexts<std::string>(installModelsDir, visit);
     const auto first = std::ranges::min_element(slugs);
-    return first == slugs.end() ? std::nullopt : std::optional(std::move(*first));
+    return first == slugs.end() ? std::nullopt : std::optional(*first);
 }
 
 } // namespace ManagerCore::ModelCatalog

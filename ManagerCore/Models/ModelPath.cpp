@@ -1,7 +1,6 @@
 #include "ManagerCore/Models/ModelPath.h"
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <initializer_list>
 #include <iterator>
@@ -112,13 +111,10 @@ std::vector<Candidate> fromLocations(const std::vector<std::string>& locations, 
     std::vector<std::string> paths;
     for (const std::string& location : locations) {
         const std::filesystem::path root = FilePath::expandHome(location);
-        std::array<std::vector<std::string>, TreeWalk::lanes> found;
-        TreeWalk::walk(root, [&](const TreeWalk::Folder& folder, unsigned lane) {
-            gatherFinalWeights(folder, root, wanted, found[lane]);
-        });
-        for (std::vector<std::string>& ofLane : found) {
-            std::ranges::move(ofLane, std::back_inserter(paths));
-        }
+        const auto gather = [&](const TreeWalk::Folder& folder, std::vector<std::string>& found) {
+            gatherFinalWeights(folder, root, wanted, found);
+        };
+        std::ranges::move(TreeWalk::gather<std::string>(root, gather), std::back_inserter(paths));
     }
     std::ranges::sort(paths);
     return catalogPlaces(std::move(paths));

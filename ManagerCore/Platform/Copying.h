@@ -47,6 +47,14 @@ int flushFile(int file, off_t length);
 // the disk and will be there after a loss of power. 0 or an errno.
 int flushVolume(int folder);
 
+// The fields of a struct stat that have other names on other systems.
+struct FileTimes {
+    timespec accessed {};
+    timespec modified {};
+    timespec changed {}; // of the attributes
+};
+FileTimes fileTimes(const struct stat& info);
+
 // Of access and of modification, as futimens takes them.
 std::array<timespec, 2> timesOf(const struct stat& facts);
 

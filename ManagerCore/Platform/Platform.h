@@ -2,29 +2,31 @@
 
 #include <array>
 #include <cstdint>
+#include <dirent.h>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <spawn.h>
 
 #include "ManagerCore/Platform/UniqueFd.h"
 
-// What every platform owes the rest of the core. One set of sources stands behind it, chosen by CMake.
-// Everything here may be called from any thread and never throws.
+// The platform interface. CMake selects the implementation. Everything here may be called from any thread and never
+// throws.
 namespace ManagerCore::Platform
 {
 
-// The user's home folder, looked up once per process and kept.
-// macOS: CFFIXED_USER_HOME, else the passwd entry. Linux: HOME, else the passwd entry.
+// The user's home folder, looked up once per process and kept. macOS: CFFIXED_USER_HOME, else the passwd entry, else
+// HOME. Linux: HOME, else the passwd entry. "/" where none of these names one.
 std::filesystem::path homeFolder();
 
-// For a program's first lines, before it has other threads: takes away what libraries and children would understand
-// otherwise than `homeFolder` does.
-void settleHome();
+// Call first in main, before any thread starts. Removes an empty HOME, which libraries and children would read
+// differently than `homeFolder`, and raises a soft limit of open files below 1024 to that.
+void prepareProcess();
 
 // The home folder in the passwd entry of `user`; absent for an unknown user.
 std::optional<std::filesystem::path> homeFolderOf(const std::string& user);
@@ -64,25 +66,49 @@ std::optional<Volume> volumeOf(const std::filesystem::path& path);
 // Absent on success; on failure one sentence why, and the item stays where it was.
 std::optional<std::string> moveToTrash(const std::filesystem::path& path);
 
+// The space that the regular file occupies, in bytes. Linux: at most its length in whole blocks, because ext4 counts
+// blocks of its extent tree and xfs space reserved beyond the end, which differ between two good copies. macOS: all its
+// blocks, which include those of the resource fork; the length does not.
+std::int64_t allocatedSize(const struct stat& info);
+
 enum class FileKind : std::uint8_t { folder, file, link, other, unknown };
-// Hands every entry of an open folder but "." and ".." to `entry`, in the file system's order. The name is only valid
-// during the call. False when reading fails midway; what was handed over until then stands.
-bool readFolder(int folder, const std::function<void(std::string_view name, FileKind kind)>& entry);
+using OnFolderEntry = std::function<void(std::string_view name, FileKind kind)>;
+
+// Owns the descriptor of an open folder and reads its entries.
+class FolderReader
+{
+public:
+    explicit FolderReader(UniqueFd folder);
+    ~FolderReader();
+    FolderReader(const FolderReader&) = delete;
+    FolderReader& operator=(const FolderReader&) = delete;
+
+    // For calls relative to the folder, also while its entries are read. -1 when it is not open.
+    [[nodiscard]] int fd() const { return fd_; }
+
+    // Calls `entry` for every entry but "." and "..", in the file system's order. The name is valid during the call.
+    // Call once. False with errno when the folder is not open or reading fails midway.
+    bool read(const OnFolderEntry& entry);
+
+private:
+    int fd_ = -1;
+    DIR* stream_ = nullptr; // owns the descriptor once reading has begun
+};
+
+// The same for a folder whose descriptor stays the caller's.
+bool readFolder(int folder, const OnFolderEntry& entry);
 
 // Opens the folder at the relative `path` under the open folder `root` without following any link on the way.
 // -1 with errno when it cannot be opened.
 int openFolderAt(int root, const char* path);
 
-// How often the calling thread has waited for anything but a processor; absent where the system does not tell.
-std::optional<long> timesWaited();
+// Gives the calling thread, until it ends, a descriptor table of its own that holds the standard streams and `kept`
+// alone, so that opening and closing takes no lock shared with other threads. Does nothing where the system cannot.
+void unshareDescriptorTable(int kept);
 
-// Gives the calling thread, until it ends, a table of descriptors of its own that holds the standard streams and `kept`
-// alone. What it opens and uses then takes no lock that other threads take. Does nothing where the system cannot.
-void ownDescriptors(int kept);
-
-// From now on the calling thread, a worker that nobody waits for by the millisecond, leaves the processor to threads
-// that somebody does wait for. What it starts inherits that on Linux, so it must not start children.
-void yieldToOthers();
+// Lowers the calling thread's priority until it ends, so that a busy worker does not delay the interface. Threads and,
+// on Linux, child processes that it starts inherit the priority: start no children from it.
+void lowerThreadPriority();
 
 // A pipe whose ends no other child process inherits. False with errno when none can be had.
 bool makePipe(std::array<UniqueFd, 2>& ends);

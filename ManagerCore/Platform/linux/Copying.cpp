@@ -188,15 +188,9 @@ int flushFile(int file, off_t length)
 
 int flushVolume(int folder) { return ::syncfs(folder) == 0 ? 0 : errno; }
 
-std::array<timespec, 2> timesOf(const struct stat& facts) { return {facts.st_atim, facts.st_mtim}; }
-
-bool unchanged(const struct stat& before, const struct stat& now)
+FileTimes fileTimes(const struct stat& info)
 {
-    const auto same = [](const timespec& one, const timespec& other) {
-        return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-    };
-    return before.st_dev == now.st_dev && before.st_ino == now.st_ino && before.st_mode == now.st_mode
-        && before.st_size == now.st_size && same(before.st_mtim, now.st_mtim) && same(before.st_ctim, now.st_ctim);
+    return {.accessed = info.st_atim, .modified = info.st_mtim, .changed = info.st_ctim};
 }
 
 } // namespace ManagerCore::Platform::Copying

@@ -1,100 +1,70 @@
 #include "ManagerCore/Platform/Platform.h"
 
-#include <array>
-#include <cstdlib>
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sched.h>
+#include <sys/syscall.h>
 #include <system_error>
+#include <unistd.h>
 
 #include "ManagerCore/Platform/Posix.h"
 
 namespace ManagerCore::Platform
 {
 
-namespace
-{
-
 using std::filesystem::path;
 
-std::optional<path> fromEnvironment(const char* name)
-{
-    const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? std::optional<path>(value) : std::nullopt;
-}
+std::vector<std::optional<path>> Posix::homeCandidates() { return {environmentPath("HOME"), homeOfOwner()}; }
 
-path absoluteFolder(const path& folder)
+path Posix::executable()
 {
     std::error_code error;
-    const path made = std::filesystem::absolute(folder, error);
-    return Posix::withoutTrailingSlash(error ? folder : made);
+    const path file = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? path {} : file;
 }
-
-path lookUpHome()
-{
-    if (const auto home = fromEnvironment("HOME")) {
-        return absoluteFolder(*home);
-    }
-    return absoluteFolder(Posix::homeOfOwner().value_or("/"));
-}
-
-// The system's tool, else ours: beside the executable in a build, under libexec when installed.
-path tool(const path& ofSystem)
-{
-    if (Posix::isThere(ofSystem)) {
-        return ofSystem;
-    }
-    const path programs = application().parent_path();
-    for (const path& ours : std::array {programs / ofSystem.filename(),
-                                        programs.parent_path() / "libexec/code-manager" / ofSystem.filename()}) {
-        if (Posix::isThere(ours)) {
-            return ours;
-        }
-    }
-    return ofSystem;
-}
-
-} // namespace
-
-path homeFolder()
-{
-    static const path home = lookUpHome();
-    return home;
-}
-
-// An empty HOME is none here, but to GLib the place that it makes the Trash in.
-void settleHome()
-{
-    if (!fromEnvironment("HOME")) {
-        ::unsetenv("HOME");
-    }
-}
-
-std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }
 
 path shortForm(const path& given) { return given; }
 
 TemporaryFolders temporaryFolders()
 {
     return {
-        .caches = absoluteFolder(fromEnvironment("XDG_CACHE_HOME").value_or(homeFolder() / ".cache")),
-        .temporary = absoluteFolder(fromEnvironment("TMPDIR").value_or("/tmp")),
+        .caches = Posix::absoluteFolder(Posix::environmentPath("XDG_CACHE_HOME").value_or(homeFolder() / ".cache")),
+        .temporary = Posix::absoluteFolder(Posix::environmentPath("TMPDIR").value_or("/tmp")),
         .shared = true,
     };
 }
 
-path launchctl() { return tool("/bin/launchctl"); }
-
-path ditto() { return tool("/usr/bin/ditto"); }
-
-path application()
+int openFolderAt(int root, const char* path)
 {
-    std::error_code error;
-    const path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? path {} : executable;
+    open_how how {};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    const auto opened = static_cast<int>(::syscall(SYS_openat2, root, path, &how, sizeof how));
+    if (opened >= 0 || (errno != ENOSYS && errno != EPERM)) {
+        return opened;
+    }
+    // Kernels before 5.6, and sandboxes that refuse calls they do not know, check the last name only.
+    return ::openat(root, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
 }
 
-std::optional<path> resourceFolder()
+void unshareDescriptorTable(int kept)
 {
-    const path folder = application().parent_path().parent_path() / "share/code-manager";
-    return Posix::isThere(folder) ? std::optional(folder) : std::nullopt;
+    constexpr unsigned last = ~0U;
+    const auto first = static_cast<unsigned>(kept);
+#ifdef __SANITIZE_THREAD__
+    constexpr bool isConfused = true; // ThreadSanitizer knows one descriptor table for the process only
+#else
+    constexpr bool isConfused = false;
+#endif
+    if (isConfused || kept <= STDERR_FILENO || ::unshare(CLONE_FILES) != 0) {
+        return;
+    }
+    // Copies of pipes would keep their readers waiting for the end.
+    if (first > STDERR_FILENO + 1) {
+        ::close_range(STDERR_FILENO + 1, first - 1, 0);
+    }
+    ::close_range(first + 1, last, 0);
 }
 
 } // namespace ManagerCore::Platform

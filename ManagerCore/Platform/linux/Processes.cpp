@@ -9,18 +9,12 @@ namespace ManagerCore::Platform
 {
 
 // On Linux PRIO_PROCESS with 0 is the calling thread. A lower priority that the program was started with is kept.
-void yieldToOthers()
+void lowerThreadPriority()
 {
     constexpr int niceness = 10;
     if (::getpriority(PRIO_PROCESS, 0) < niceness) {
         ::setpriority(PRIO_PROCESS, 0, niceness);
     }
-}
-
-std::optional<long> timesWaited()
-{
-    rusage usage {};
-    return ::getrusage(RUSAGE_THREAD, &usage) == 0 ? std::optional(usage.ru_nvcsw) : std::nullopt;
 }
 
 bool makePipe(std::array<UniqueFd, 2>& ends)

@@ -9,6 +9,8 @@
 
 #include <copyfile.h>
 
+#include "ManagerCore/Platform/UniqueFd.h"
+
 namespace ManagerCore::Platform::Copying
 {
 
@@ -17,9 +19,7 @@ namespace
 
 bool clonesFiles(const struct statfs& volume)
 {
-    struct attrlist wanted {};
-    wanted.bitmapcount = ATTR_BIT_MAP_COUNT;
-    wanted.volattr = ATTR_VOL_INFO | ATTR_VOL_CAPABILITIES;
+    attrlist wanted {.bitmapcount = ATTR_BIT_MAP_COUNT, .volattr = ATTR_VOL_INFO | ATTR_VOL_CAPABILITIES};
     struct Reply {
         std::uint32_t length;
         vol_capabilities_attr_t capabilities;
@@ -71,16 +71,9 @@ int keepExtended(int source, int destination) { return keepBetween(source, desti
 
 int keepExtendedOfLink(int sourceFolder, const char* source, int folder, const char* name)
 {
-    const int from = ::openat(sourceFolder, source, O_RDONLY | O_SYMLINK | O_CLOEXEC);
-    const int to = from < 0 ? -1 : ::openat(folder, name, O_RDONLY | O_SYMLINK | O_CLOEXEC);
-    const int error = from < 0 || to < 0 ? errno : keepBetween(from, to);
-    if (from >= 0) {
-        ::close(from);
-    }
-    if (to >= 0) {
-        ::close(to);
-    }
-    return error;
+    const UniqueFd from(::openat(sourceFolder, source, O_RDONLY | O_SYMLINK | O_CLOEXEC));
+    const UniqueFd to(from.isOpen() ? ::openat(folder, name, O_RDONLY | O_SYMLINK | O_CLOEXEC) : -1);
+    return to.isOpen() ? keepBetween(from.get(), to.get()) : errno;
 }
 
 // To the drive here, and from the drive's own memory by flushVolume.
@@ -95,16 +88,9 @@ int flushVolume(int folder)
     return ::fsync(folder) == 0 ? 0 : errno;
 }
 
-std::array<timespec, 2> timesOf(const struct stat& facts) { return {facts.st_atimespec, facts.st_mtimespec}; }
-
-bool unchanged(const struct stat& before, const struct stat& now)
+FileTimes fileTimes(const struct stat& info)
 {
-    const auto same = [](const timespec& one, const timespec& other) {
-        return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-    };
-    return before.st_dev == now.st_dev && before.st_ino == now.st_ino && before.st_mode == now.st_mode
-        && before.st_size == now.st_size && same(before.st_mtimespec, now.st_mtimespec)
-        && same(before.st_ctimespec, now.st_ctimespec);
+    return {.accessed = info.st_atimespec, .modified = info.st_mtimespec, .changed = info.st_ctimespec};
 }
 
 } // namespace ManagerCore::Platform::Copying

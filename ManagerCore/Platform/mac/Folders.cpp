@@ -1,15 +1,15 @@
 #include "ManagerCore/Platform/Platform.h"
 
 #include <array>
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
-#include <system_error>
+#include <fcntl.h>
+#include <sys/attr.h>
+#include <sys/mount.h>
 #include <unistd.h>
-#include <vector>
 
-#include <mach-o/dyld.h>
+#include <libproc.h>
 
+#include "ManagerCore/Platform/MacRules.h"
 #include "ManagerCore/Platform/Posix.h"
 
 namespace ManagerCore::Platform
@@ -20,85 +20,57 @@ namespace
 
 using std::filesystem::path;
 
-path lookUpHome()
+std::string nameAt(const std::string& mountPoint)
 {
-    const char* fixed = std::getenv("CFFIXED_USER_HOME");
-    if (fixed != nullptr && *fixed != '\0') {
-        return Posix::withoutTrailingSlash(fixed);
+    attrlist wanted {.bitmapcount = ATTR_BIT_MAP_COUNT, .volattr = ATTR_VOL_INFO | ATTR_VOL_NAME};
+    struct Reply {
+        std::uint32_t length;
+        attrreference_t name;
+        std::array<char, 1024> text; // more than a name with its zero byte takes
+    };
+    Reply reply {};
+    if (::getattrlist(mountPoint.c_str(), &wanted, &reply, sizeof reply, 0) != 0 || reply.name.attr_length == 0) {
+        return {};
     }
-    return Posix::withoutTrailingSlash(Posix::homeOfOwner().value_or("/"));
-}
-
-path executable()
-{
-    std::vector<char> buffer(PATH_MAX);
-    auto size = static_cast<std::uint32_t>(buffer.size());
-    if (::_NSGetExecutablePath(buffer.data(), &size) != 0) {
-        buffer.resize(size);
-        ::_NSGetExecutablePath(buffer.data(), &size);
-    }
-    std::error_code error;
-    const path real = std::filesystem::canonical(buffer.data(), error);
-    return error ? path(buffer.data()) : real;
+    return reinterpret_cast<const char*>(&reply.name) + reply.name.attr_dataoffset;
 }
 
 } // namespace
 
-path homeFolder()
+std::vector<std::optional<path>> Posix::homeCandidates()
 {
-    static const path home = lookUpHome();
-    return home;
+    return {environmentPath("CFFIXED_USER_HOME"), homeOfOwner(), environmentPath("HOME")};
 }
 
-void settleHome() { }
-
-std::optional<path> homeFolderOf(const std::string& user) { return Posix::homeOf(user); }
-
-path shortForm(const path& given)
+path Posix::executable()
 {
-    constexpr std::string_view prefix = "/private";
-    const std::string& whole = given.native();
-    for (const std::string_view folder : {"/private/tmp", "/private/var", "/private/etc"}) {
-        const bool inside = whole.starts_with(folder) && (whole.size() == folder.size() || whole[folder.size()] == '/');
-        if (inside && Posix::isThere(whole.substr(prefix.size()))) {
-            return whole.substr(prefix.size());
-        }
-    }
-    return given;
+    std::array<char, PROC_PIDPATHINFO_MAXSIZE> file {};
+    ::proc_pidpath(::getpid(), file.data(), file.size());
+    return file.data();
 }
+
+path shortForm(const path& given) { return MacRules::shortForm(given); }
 
 TemporaryFolders temporaryFolders()
 {
-    std::array<char, PATH_MAX> buffer {};
-    if (::confstr(_CS_DARWIN_USER_TEMP_DIR, buffer.data(), buffer.size()) == 0) {
-        return {.caches = "/tmp", .temporary = "/tmp", .shared = true};
-    }
-    const path temporary = Posix::withoutTrailingSlash(buffer.data());
-    return {.caches = temporary.parent_path() / "C", .temporary = temporary};
+    std::array<char, PATH_MAX> folder {};
+    const bool known = ::confstr(_CS_DARWIN_USER_TEMP_DIR, folder.data(), folder.size()) != 0;
+    return MacRules::temporaryFolders(known ? std::optional<path>(folder.data()) : std::nullopt);
 }
 
-path launchctl() { return "/bin/launchctl"; }
-
-path ditto() { return "/usr/bin/ditto"; }
-
-path application()
+std::optional<Volume> volumeOf(const path& path)
 {
-    const path program = executable();
-    const path bundle = program.parent_path().parent_path().parent_path();
-    const bool inBundle = program.parent_path().filename() == "MacOS" && bundle.extension() == ".app";
-    return inBundle ? bundle : program;
+    struct statfs info {};
+    return ::statfs(path.c_str(), &info) == 0 ? MacRules::volumeAt(info.f_mntonname, &nameAt) : std::nullopt;
 }
 
-// The bundle's own, else the folder beside bin that a build and a plain installation have.
-std::optional<path> resourceFolder()
+std::int64_t allocatedSize(const struct stat& info) { return info.st_blocks * 512; }
+
+int openFolderAt(int root, const char* path)
 {
-    const path contents = executable().parent_path().parent_path();
-    for (const path& folder : std::array {contents / "Resources", contents / "share/code-manager"}) {
-        if (Posix::isThere(folder)) {
-            return folder;
-        }
-    }
-    return std::nullopt;
+    return ::openat(root, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW_ANY);
 }
+
+void unshareDescriptorTable(int /*kept*/) { } // threads always share it
 
 } // namespace ManagerCore::Platform

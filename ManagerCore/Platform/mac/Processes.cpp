@@ -5,12 +5,12 @@
 #include <sys/event.h>
 #include <unistd.h>
 
+#include "ManagerCore/Platform/Posix.h"
+
 namespace ManagerCore::Platform
 {
 
-void yieldToOthers() { ::pthread_set_qos_class_self_np(QOS_CLASS_UTILITY, 0); }
-
-std::optional<long> timesWaited() { return std::nullopt; }
+void lowerThreadPriority() { ::pthread_set_qos_class_self_np(QOS_CLASS_UTILITY, 0); }
 
 bool makePipe(std::array<UniqueFd, 2>& ends)
 {
@@ -18,11 +18,8 @@ bool makePipe(std::array<UniqueFd, 2>& ends)
     if (::pipe(made.data()) != 0) {
         return false;
     }
-    for (const int end : made) {
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    }
     ends = {UniqueFd(made[0]), UniqueFd(made[1])};
-    return true;
+    return Posix::closeOnExec(made[0]) && Posix::closeOnExec(made[1]);
 }
 
 // macOS 26 deprecates this name for one that earlier systems do not have.
@@ -38,15 +35,9 @@ int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem:
 // everything by default keeps that child from inheriting it.
 int restrictInheritance(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions)
 {
-    short flags = 0;
-    if (const int error = ::posix_spawnattr_getflags(&attributes, &flags); error != 0) {
-        return error;
-    }
-    const auto closing = static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT);
-    if (const int error = ::posix_spawnattr_setflags(&attributes, closing); error != 0) {
-        return error;
-    }
-    return ::fcntl(STDIN_FILENO, F_GETFD) < 0 ? 0 : ::posix_spawn_file_actions_addinherit_np(&actions, STDIN_FILENO);
+    const int error = Posix::addSpawnFlag(attributes, POSIX_SPAWN_CLOEXEC_DEFAULT);
+    const bool hasInput = ::fcntl(STDIN_FILENO, F_GETFD) >= 0;
+    return error != 0 || !hasInput ? error : ::posix_spawn_file_actions_addinherit_np(&actions, STDIN_FILENO);
 }
 
 UniqueFd exitDescriptor(pid_t child)
@@ -55,9 +46,9 @@ UniqueFd exitDescriptor(pid_t child)
     struct kevent change {};
     EV_SET(&change, static_cast<uintptr_t>(child), EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
     if (!queue.isOpen() || ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) != 0) {
-        return {}; // without a queue, or the child has ended already
+        return {}; // no descriptor left, or the child has ended already
     }
-    ::fcntl(queue.get(), F_SETFD, FD_CLOEXEC);
+    Posix::closeOnExec(queue.get());
     return queue;
 }
 

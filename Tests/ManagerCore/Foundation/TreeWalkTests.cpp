@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <fcntl.h>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <sys/resource.h>
@@ -14,6 +15,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Tests/Support/Permissions.h"
 #include "Tests/Support/Sandbox.h"
 
 namespace TreeWalk = ManagerCore::TreeWalk;
@@ -92,36 +94,89 @@ TEST_F(TreeWalkTest, whatIsLeftOutIsNotEntered)
     EXPECT_THAT(seen, testing::UnorderedElementsAre("keep", "skip", "keep/file"));
 }
 
-TEST_F(TreeWalkTest, aLargeFolderComesInPiecesAndNothingIsLost)
+TEST_F(TreeWalkTest, aLargeFolderComesInChunksAndNothingIsLost)
 {
     for (int file = 0; file < 5000; file++) {
         write(scratch() / "many" / ("a file with a rather long name " + std::to_string(file)), "");
     }
-    std::size_t pieces = 0;
+    std::size_t chunks = 0;
     std::size_t entries = 0;
     TreeWalk::walk(scratch() / "many", [&](const TreeWalk::Folder& folder, unsigned) {
-        pieces++;
+        chunks++;
         entries += folder.entries.size();
     });
     EXPECT_EQ(entries, 5000U);
-    EXPECT_GT(pieces, 1U);
+    EXPECT_GT(chunks, 1U);
     EXPECT_EQ(everything(scratch() / "many").size(), 5000U);
 }
 
-TEST_F(TreeWalkTest, noLaneIsUsedByTwoThreadsAtOnce)
+TEST_F(TreeWalkTest, noWorkerIndexIsUsedByTwoThreadsAtOnce)
 {
     for (int folder = 0; folder < 500; folder++) {
         write(scratch() / "wide" / std::to_string(folder) / "x/y/z", "");
     }
-    std::array<std::atomic<int>, TreeWalk::lanes> inside {};
+    std::array<std::atomic<int>, TreeWalk::workers> inside {};
     std::atomic<int> folders = 0;
-    TreeWalk::walk(scratch() / "wide", [&](const TreeWalk::Folder&, unsigned lane) {
-        ASSERT_LT(lane, TreeWalk::lanes);
-        EXPECT_EQ(inside[lane]++, 0);
+    TreeWalk::walk(scratch() / "wide", [&](const TreeWalk::Folder&, unsigned worker) {
+        ASSERT_LT(worker, TreeWalk::workers);
+        EXPECT_EQ(inside[worker]++, 0);
         folders++;
-        inside[lane]--;
+        inside[worker]--;
     });
     EXPECT_EQ(folders, 1 + 500 * 3);
+}
+
+// Without waiting for anything but the processor: yielding is no wait.
+TEST_F(TreeWalkTest, allWorkersTakePartInALargeTree)
+{
+    for (int folder = 0; folder < 2000; folder++) {
+        write(scratch() / "wide" / std::to_string(folder) / "file", "");
+    }
+    std::array<std::atomic<bool>, TreeWalk::workers> seen {};
+    const auto allSeen = [&seen] { return std::ranges::all_of(seen, std::identity {}); };
+    TreeWalk::walk(scratch() / "wide", [&](const TreeWalk::Folder&, unsigned worker) {
+        seen.at(worker) = true;
+        // The caller's thread goes on, slowly, to hand folders over to the others.
+        const auto time = worker == 0 ? std::chrono::milliseconds(5) : std::chrono::minutes(1);
+        const auto end = std::chrono::steady_clock::now() + time;
+        while (!allSeen() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+    });
+    EXPECT_TRUE(allSeen());
+}
+
+TEST_F(TreeWalkTest, aSmallTreeIsWalkedByTheCallingThread)
+{
+    for (int folder = 0; folder < 15; folder++) {
+        write(scratch() / "small" / std::to_string(folder) / "file", "");
+    }
+    const std::thread::id caller = std::this_thread::get_id();
+    int visits = 0;
+    TreeWalk::walk(scratch() / "small", [&](const TreeWalk::Folder&, unsigned worker) {
+        EXPECT_EQ(worker, 0U);
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+        visits++;
+    });
+    EXPECT_EQ(visits, 16);
+}
+
+TEST_F(TreeWalkTest, aFolderThatCannotBeReadMakesTheWalkIncomplete)
+{
+    const TestSupport::PermissionsHold hold;
+    for (int folder = 0; folder < 100; folder++) {
+        write(scratch() / "tree" / std::to_string(folder) / "file", "");
+    }
+    std::atomic<int> visits = 0;
+    const auto visit = [&visits](const TreeWalk::Folder&, unsigned) { visits++; };
+    EXPECT_TRUE(TreeWalk::walk(scratch() / "tree", visit));
+    EXPECT_EQ(visits, 101);
+    fs::permissions(scratch() / "tree/50", fs::perms::none);
+    visits = 0;
+    EXPECT_FALSE(TreeWalk::walk(scratch() / "tree", visit));
+    EXPECT_EQ(visits, 100) << "the others are visited";
+    EXPECT_FALSE(TreeWalk::walk(scratch() / "tree/50", visit));
+    fs::permissions(scratch() / "tree/50", fs::perms::owner_all);
 }
 
 TEST_F(TreeWalkTest, aFewDescriptorsAreEnough)
@@ -170,8 +225,8 @@ TEST_F(TreeWalkTest, aWalkKeepsNoPipeOfOthersOpen)
     std::atomic<bool> othersWork = false;
     std::atomic<bool> looked = false;
     ssize_t seen = -1;
-    TreeWalk::walk(scratch() / "tree", [&](const TreeWalk::Folder&, unsigned lane) {
-        if (lane != 0) {
+    TreeWalk::walk(scratch() / "tree", [&](const TreeWalk::Folder&, unsigned worker) {
+        if (worker != 0) {
             othersWork = true;
             for (int wait = 0; wait < 5000 && !looked; wait++) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));

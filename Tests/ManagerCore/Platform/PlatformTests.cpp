@@ -1,15 +1,22 @@
 #include "ManagerCore/Platform/Platform.h"
 
 #include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <map>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/Posix.h"
 #include "Tests/Support/Sandbox.h"
 
 namespace Platform = ManagerCore::Platform;
 namespace ErrorText = ManagerCore::Platform::ErrorText;
+namespace Posix = ManagerCore::Platform::Posix;
 namespace fs = std::filesystem;
 
 namespace
@@ -26,11 +33,165 @@ TEST_F(PlatformTest, theHomeIsLookedUpOnce)
     EXPECT_FALSE(Platform::homeFolderOf("nobody-has-this-name").has_value());
 }
 
+TEST_F(PlatformTest, theHomeIsTheFirstFolderThatIsNamed)
+{
+    EXPECT_EQ(Posix::firstFolder({"/first", "/second"}), "/first");
+    EXPECT_EQ(Posix::firstFolder({std::nullopt, "", "/users/me//"}).string(), "/users/me");
+    EXPECT_EQ(Posix::firstFolder({"relative/"}), fs::current_path() / "relative");
+    EXPECT_EQ(Posix::firstFolder({"/"}).string(), "/");
+    EXPECT_EQ(Posix::firstFolder({std::nullopt, ""}), "/");
+}
+
+// The soft and the hard limit of open files while this lives.
+class DescriptorLimits
+{
+public:
+    DescriptorLimits(rlim_t soft, rlim_t hard)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit limits {.rlim_cur = soft, .rlim_max = hard};
+        set_ = ::setrlimit(RLIMIT_NOFILE, &limits) == 0;
+    }
+    ~DescriptorLimits() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    DescriptorLimits(const DescriptorLimits&) = delete;
+    DescriptorLimits& operator=(const DescriptorLimits&) = delete;
+
+    [[nodiscard]] bool areSet() const { return set_; }
+    static rlim_t soft()
+    {
+        rlimit now {};
+        ::getrlimit(RLIMIT_NOFILE, &now);
+        return now.rlim_cur;
+    }
+    static rlim_t hard()
+    {
+        rlimit now {};
+        ::getrlimit(RLIMIT_NOFILE, &now);
+        return now.rlim_max;
+    }
+
+private:
+    rlimit before_ {};
+    bool set_ = false;
+};
+
+TEST_F(PlatformTest, aLowLimitOfOpenFilesIsRaised)
+{
+    {
+        const DescriptorLimits few(256, DescriptorLimits::hard());
+        Platform::prepareProcess();
+        EXPECT_EQ(DescriptorLimits::soft(), 1024U);
+    }
+    const DescriptorLimits many(2000, DescriptorLimits::hard());
+    Platform::prepareProcess();
+    EXPECT_EQ(DescriptorLimits::soft(), 2000U) << "a higher one is kept";
+}
+
+TEST_F(PlatformTest, theLimitOfOpenFilesIsRaisedNoFurtherThanAllowed)
+{
+    if (!TestSupport::isRoot()) {
+        GTEST_SKIP() << "only root can restore a hard limit";
+    }
+    const DescriptorLimits few(256, 512);
+    ASSERT_TRUE(few.areSet());
+    Platform::prepareProcess();
+    EXPECT_EQ(DescriptorLimits::soft(), 512U);
+    EXPECT_EQ(DescriptorLimits::hard(), 512U);
+}
+
+TEST_F(PlatformTest, anEmptyHomeVariableIsRemoved)
+{
+    {
+        const TestSupport::EnvironmentVariable empty("HOME", "");
+        Platform::prepareProcess();
+        EXPECT_EQ(std::getenv("HOME"), nullptr);
+    }
+    Platform::prepareProcess();
+    EXPECT_STREQ(std::getenv("HOME"), home().c_str());
+}
+
+using Platform::FileKind;
+
+TEST_F(PlatformTest, aFoldersEntriesAreReadOnce)
+{
+    TestSupport::write(scratch() / "folder/file", "");
+    TestSupport::write(scratch() / "folder/.hidden/file", "");
+    TestSupport::makeLink(scratch() / "folder/link", "nowhere");
+    const int descriptor = ::open((scratch() / "folder").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::map<std::string, FileKind> found;
+    const auto collect = [&found](std::string_view name, FileKind kind) { found.emplace(name, kind); };
+    EXPECT_TRUE(Platform::readFolder(descriptor, collect));
+    EXPECT_THAT(found,
+                testing::UnorderedElementsAre(testing::Pair("file", FileKind::file),
+                                              testing::Pair(".hidden", FileKind::folder),
+                                              testing::Pair("link", FileKind::link)));
+    EXPECT_EQ(::faccessat(descriptor, "file", F_OK, 0), 0) << "the descriptor is still the caller's";
+    ::close(descriptor);
+}
+
+TEST_F(PlatformTest, aReadersDescriptorServesDuringAndAfterReading)
+{
+    TestSupport::write(scratch() / "folder/file", "");
+    const int descriptor = ::open((scratch() / "folder").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    {
+        Platform::FolderReader reader {Platform::UniqueFd(descriptor)};
+        EXPECT_EQ(reader.fd(), descriptor) << "the folder is not opened again";
+        EXPECT_TRUE(reader.read([&reader](std::string_view name, FileKind) {
+            EXPECT_EQ(::faccessat(reader.fd(), std::string(name).c_str(), F_OK, 0), 0);
+        }));
+        EXPECT_EQ(::faccessat(reader.fd(), "file", F_OK, 0), 0);
+    }
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1) << "closed with the reader";
+}
+
+TEST_F(PlatformTest, anUnreadReaderClosesItsDescriptor)
+{
+    const int descriptor = ::open(scratch().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    {
+        const Platform::FolderReader reader {Platform::UniqueFd(descriptor)};
+    }
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+}
+
+TEST_F(PlatformTest, readingReportsWhatIsNoOpenFolder)
+{
+    const auto nothing = [](std::string_view, FileKind) { FAIL(); };
+    TestSupport::write(scratch() / "file", "");
+    Platform::FolderReader file {Platform::UniqueFd(::open((scratch() / "file").c_str(), O_RDONLY | O_CLOEXEC))};
+    EXPECT_FALSE(file.read(nothing));
+    EXPECT_EQ(errno, ENOTDIR);
+    Platform::FolderReader missing {Platform::UniqueFd(::open((scratch() / "none").c_str(), O_RDONLY | O_CLOEXEC))};
+    EXPECT_FALSE(missing.read(nothing));
+    EXPECT_EQ(errno, ENOENT) << "that of opening";
+    EXPECT_FALSE(Platform::readFolder(-1, nothing));
+    EXPECT_EQ(errno, EBADF);
+}
+
 TEST_F(PlatformTest, theApplicationIsTheRunningProgram)
 {
     EXPECT_EQ(Platform::application().filename(), "PlatformTests");
     ASSERT_TRUE(Platform::resourceFolder().has_value());
     EXPECT_TRUE(fs::is_directory(*Platform::resourceFolder() / "databases"));
+}
+
+TEST_F(PlatformTest, aProgramInABundleIsTheBundle)
+{
+    EXPECT_EQ(Posix::applicationOf("/A/Some App.app/Contents/MacOS/some"), "/A/Some App.app");
+    EXPECT_EQ(Posix::applicationOf("/A/Some App/Contents/MacOS/some"), "/A/Some App/Contents/MacOS/some");
+    EXPECT_EQ(Posix::applicationOf("/A/Some.app/Contents/Helpers/some"), "/A/Some.app/Contents/Helpers/some");
+    EXPECT_EQ(Posix::applicationOf("/usr/local/bin/some"), "/usr/local/bin/some");
+    EXPECT_EQ(Posix::applicationOf("/some"), "/some");
+}
+
+TEST_F(PlatformTest, resourcesAreTheBundlesOrBesideBin)
+{
+    const fs::path inBundle = scratch() / "Some.app/Contents";
+    const fs::path installed = scratch() / "installed";
+    EXPECT_FALSE(Posix::resourcesOf(installed / "bin/some"));
+    fs::create_directories(inBundle / "Resources");
+    fs::create_directories(installed / "share/code-manager");
+    EXPECT_EQ(Posix::resourcesOf(inBundle / "MacOS/some"), inBundle / "Resources");
+    EXPECT_EQ(Posix::resourcesOf(installed / "bin/some"), installed / "share/code-manager");
 }
 
 TEST_F(PlatformTest, theVolumeOfAPlace)
