@@ -7,13 +7,13 @@
 #include <fcntl.h>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
 #include "ManagerCore/Foundation/Parallel.h"
 #include "ManagerCore/Inventory/TextFinder.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::MarkerSearch
 {
@@ -21,31 +21,10 @@ namespace ManagerCore::MarkerSearch
 namespace
 {
 
-constexpr unsigned lanes = 8; // more than processors: a drive answers several readers sooner
-constexpr std::size_t pieceSize = std::size_t {256} << 10;
+constexpr unsigned workers = 8; // more than processors: a drive answers several readers sooner
+constexpr std::size_t chunkSize = std::size_t {256} << 10;
 constexpr std::size_t pageSize = 4096;
 constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
-
-class OpenFile
-{
-public:
-    explicit OpenFile(const std::filesystem::path& path)
-        : value_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY))
-    {
-    }
-    ~OpenFile()
-    {
-        if (value_ >= 0) {
-            ::close(value_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    [[nodiscard]] int value() const { return value_; }
-
-private:
-    int value_;
-};
 
 ssize_t readAt(int file, char* buffer, std::size_t size, off_t offset)
 {
@@ -56,65 +35,63 @@ ssize_t readAt(int file, char* buffer, std::size_t size, off_t offset)
     return got;
 }
 
-// Reads files piece by piece, with the end of the piece before in front of each, so that a text across the edge of two
-// is seen whole.
+// Reads files in chunks, each with the end of the one before in front of it, so that a text across their edge is found.
 class FileReader
 {
 public:
     explicit FileReader(const TextFinder& finder)
         : finder_(finder)
         , overlap_(finder.text().size() - 1)
-        , size_(std::max(pieceSize, finder.text().size()))
+        , size_(std::max(chunkSize, finder.text().size()))
         , front_((overlap_ + pageSize - 1) / pageSize * pageSize)
         , hasZero_(finder.text().find('\0') != std::string::npos)
     {
     }
 
-    [[nodiscard]] bool holdsText(int file, const struct stat& facts)
+    [[nodiscard]] bool holdsText(int file, const struct stat& info)
     {
         buffer_.resize(front_ + size_);
-        char* const piece = buffer_.data() + front_;
-        const bool hasHoles = static_cast<std::int64_t>(facts.st_blocks) * bytesPerBlock < facts.st_size;
+        char* const chunk = buffer_.data() + front_;
+        bool skipsHoles = !hasZero_ && static_cast<std::int64_t>(info.st_blocks) * bytesPerBlock < info.st_size;
         std::size_t kept = 0;
         off_t offset = 0;
         while (true) {
-            if (hasHoles && !hasZero_) {
+            if (skipsHoles) {
                 const off_t data = nextData(file, offset);
-                kept = data == offset ? kept : 0;
-                offset = data;
+                skipsHoles = data >= 0;
+                kept = data > offset ? 0 : kept;
+                offset = std::max(data, offset);
             }
-            const ssize_t read = readAt(file, piece, size_, offset);
+            const ssize_t read = readAt(file, chunk, size_, offset);
             if (read <= 0) {
                 return false;
             }
             const std::size_t filled = kept + static_cast<std::size_t>(read);
-            if (finder_.occursIn({piece - kept, filled})) {
+            if (finder_.occursIn({chunk - kept, filled})) {
                 return true;
             }
-            const char* const end = piece + read;
+            const char* const end = chunk + read;
             kept = std::min(overlap_, filled);
-            std::memmove(piece - kept, end - kept, kept);
+            std::memmove(chunk - kept, end - kept, kept);
             offset += read;
         }
     }
 
 private:
-    // Where the next bytes stand that are not a hole's zeros; there is none behind the last of them.
+    // The offset of the next data; the end of the file when only a hole follows; -1 when the file system gives no
+    // answer. ENXIO for a whole file is none: some file systems give it for data that is not on the drive yet.
     static off_t nextData(int file, off_t offset)
     {
         const off_t data = ::lseek(file, offset, SEEK_DATA);
-        if (data >= offset) {
-            return data;
-        }
-        return errno == ENXIO ? ::lseek(file, 0, SEEK_END) : offset;
+        return data < 0 && errno == ENXIO && offset > 0 ? ::lseek(file, 0, SEEK_END) : data;
     }
 
     const TextFinder& finder_;
     std::size_t overlap_;
     std::size_t size_;
-    std::size_t front_; // room for the overlap, whole pages of it so that pieces begin at one
+    std::size_t front_; // room for the overlap, in whole pages so that chunks begin at one
     bool hasZero_;
-    std::vector<char> buffer_; // made with the first file
+    std::vector<char> buffer_; // allocated with the first file
 };
 
 class Search
@@ -123,15 +100,15 @@ public:
     Search(const std::vector<std::filesystem::path>& files, const std::string& marker)
         : files_(files)
         , finder_(marker)
-        , readers_(lanes, FileReader(finder_))
+        , readers_(workers, FileReader(finder_))
         , answers_(files.size())
     {
     }
 
     std::vector<bool> run()
     {
-        Parallel::forEach(files_.size(), lanes, [this](std::size_t index, unsigned lane) {
-            answers_[index] = lookAt(index, readers_[lane]);
+        Parallel::forEach(files_.size(), workers, [this](std::size_t index, unsigned worker) {
+            answers_[index] = search(index, readers_[worker]);
         });
         std::vector<bool> held;
         held.reserve(answers_.size());
@@ -147,28 +124,29 @@ private:
         std::size_t sameAs = 0; // the file that was read in its place, often itself
     };
 
-    Answer lookAt(std::size_t index, FileReader& reader)
+    Answer search(std::size_t index, FileReader& reader)
     {
         const std::filesystem::path& path = files_[index];
-        struct stat facts {};
-        // Looked at before it is opened: that alone can do something to a device or to who waits at a pipe.
-        if (::stat(path.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
+        struct stat info {};
+        // Checked before opening, which has effects on devices and on writers that wait at a FIFO.
+        if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
             return {.held = false, .sameAs = index};
         }
-        const std::size_t reading = whoReads(facts, index);
+        const std::size_t reading = firstWithFile(info, index);
         if (reading != index) {
             return {.held = false, .sameAs = reading};
         }
-        const OpenFile file(path);
-        const bool regular = file.value() >= 0 && ::fstat(file.value(), &facts) == 0 && S_ISREG(facts.st_mode);
-        return {.held = regular && reader.holdsText(file.value(), facts), .sameAs = index};
+        // O_NONBLOCK: the path may now name a FIFO.
+        const Platform::UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+        const bool regular = file.isOpen() && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode);
+        return {.held = regular && reader.holdsText(file.get(), info), .sameAs = index};
     }
 
-    // The first to ask for a file reads it.
-    std::size_t whoReads(const struct stat& facts, std::size_t asking)
+    // The first index that came with this file; its worker reads it.
+    std::size_t firstWithFile(const struct stat& info, std::size_t index)
     {
         const std::lock_guard lock(mutex_);
-        return readBy_.try_emplace({facts.st_dev, facts.st_ino}, asking).first->second;
+        return readBy_.try_emplace({info.st_dev, info.st_ino}, index).first->second;
     }
 
     const std::vector<std::filesystem::path>& files_;
