@@ -1,4 +1,4 @@
-#include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Desktop/Native.h"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,6 @@
 #include <gio/gio.h>
 
 #include "ManagerCore/Foundation/FilePath.h"
-#include "ManagerCore/Platform/ErrorText.h"
 
 namespace CodeManagerApp::Desktop
 {
@@ -103,25 +102,6 @@ std::optional<bool> animationsOfTheDesktop()
 
 } // namespace
 
-std::optional<std::string> open(const std::filesystem::path& file)
-{
-    if (!ManagerCore::FilePath::exists(file)) {
-        return ManagerCore::Platform::ErrorText::missing(file);
-    }
-    return openAddress(addressOf(file).get());
-}
-
-std::optional<std::string> reveal(const std::filesystem::path& item)
-{
-    if (!ManagerCore::FilePath::exists(item) && !ManagerCore::FilePath::isLink(item)) {
-        return ManagerCore::Platform::ErrorText::missing(item);
-    }
-    if (selectInFileManager(addressOf(item).get())) {
-        return std::nullopt;
-    }
-    return openAddress(addressOf(ManagerCore::FilePath::parent(item)).get());
-}
-
 std::optional<std::string> notify(const std::string& application, const std::string& message)
 {
     constexpr int patience = 5000; // milliseconds
@@ -166,9 +146,22 @@ std::string preferredFamily() { return "Inter"; }
 
 UsualText usualText() { return {.points = 11, .dotsPerInch = 96}; }
 
-std::optional<Picture> systemSymbol(const std::string& /*name*/, int /*pixels*/, std::uint32_t /*colour*/)
+namespace Native
 {
-    return std::nullopt; // desktops share no set of symbols of these names
+
+std::optional<std::string> open(const std::filesystem::path& file) { return openAddress(addressOf(file).get()); }
+
+std::optional<std::string> reveal(const std::filesystem::path& item)
+{
+    if (selectInFileManager(addressOf(item).get())) {
+        return std::nullopt;
+    }
+    return openAddress(addressOf(ManagerCore::FilePath::parent(item)).get());
 }
+
+// Desktops share no set of symbols of these names.
+bool drawSymbol(const std::string& /*name*/, std::uint32_t /*colour*/, Picture& /*picture*/) { return false; }
+
+} // namespace Native
 
 } // namespace CodeManagerApp::Desktop
