@@ -35,7 +35,7 @@ TEST_P(EachErrorOfAMove, WhateverCallFailsNothingIsLost)
     const auto calls = callsOf(command());
     for (const char* call :
          {"open",      "openat",    "openat2",    "close",        "read",         "write",      "stat",
-          "lstat",     "fstat",     "fstatat",    "getdents64",   "readlinkat",   "lseek",      "mkdir",
+          "lstat",     "fstat",     "fstatat",    "readdir",      "readlinkat",   "lseek",      "mkdir",
           "mkdirat",   "ftruncate", "fallocate",  "ioctl",        "linkat",       "symlinkat",  "copy_file_range",
           "fchown",    "fchmod",    "futimens",   "utimensat",    "fchownat",     "flistxattr", "fgetxattr",
           "fsetxattr", "fsync",     "llistxattr", "fremovexattr", "lremovexattr", "syncfs",     "statvfs"}) {

@@ -280,7 +280,12 @@ FAULTY(int, fstatvfs, false, (int file, struct statvfs* facts), (file, facts))
 FAULTY_AS(int, statfs64, "statfs", false, (const char* path, struct statfs64* facts), (path, facts))
 FAULTY(ssize_t, readlink, false, (const char* path, char* buffer, size_t size), (path, buffer, size))
 FAULTY(ssize_t, readlinkat, false, (int f, const char* p, char* buffer, size_t size), (f, p, buffer, size))
-FAULTY(ssize_t, getdents64, false, (int file, void* buffer, size_t size), (file, buffer, size))
+
+extern "C" dirent* readdir(DIR* stream)
+{
+    static auto* real = next<dirent*(DIR*)>("readdir");
+    return turn("readdir", false) == Turn::fail ? nullptr : real(stream);
+}
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument)
 {

@@ -4,7 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "CodeManagerApp/Desktop/Desktop.h"
+#include "CodeManagerApp/Desktop/Native.h"
 #include "Tests/Support/Sandbox.h"
 
 using TestSupport::EnvironmentVariable;
@@ -70,6 +70,25 @@ TEST_F(DisplayTest, anotherMachinesOrAChosenPlatformIsTriedOut)
 TEST_F(DisplayTest, aFileThatIsNotThereIsNotOpened)
 {
     EXPECT_EQ(Desktop::open(home() / "server.log"), "The file “server.log” doesn’t exist.");
+}
+
+TEST_F(DisplayTest, anItemThatIsNotThereIsNotRevealed)
+{
+    EXPECT_EQ(Desktop::reveal(home() / "model"), "The file “model” doesn’t exist.");
+}
+
+TEST_F(DisplayTest, aDrawingFillsItsSquareAndKeepsItsShape)
+{
+    const auto wide = Desktop::Native::fitted(20, 10, 40);
+    EXPECT_EQ((std::array {wide.x, wide.y, wide.width, wide.height}), (std::array {0.0, 10.0, 40.0, 20.0}));
+    const auto tall = Desktop::Native::fitted(10, 40, 20);
+    EXPECT_EQ((std::array {tall.x, tall.y, tall.width, tall.height}), (std::array {7.5, 0.0, 5.0, 20.0}));
+}
+
+TEST_F(DisplayTest, aSymbolOfNoSizeIsNotDrawn)
+{
+    EXPECT_FALSE(Desktop::systemSymbol("folder", 0, 0));
+    EXPECT_FALSE(Desktop::systemSymbol("folder", -1, 0));
 }
 
 } // namespace
