@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2154 # variables of Demo/make
-# What tells the manager about the sample: its descriptors, and the environment to run it in.
+# The sample's descriptors, made from the built-in ones, and its environment.
 
-# A descriptor of the real product's with every path that begins with "/" moved below the home.
+# Moves every path that begins with "/" below the home.
 relocated()
 {
     sed -e '/^#/b' -e 's|"/|"~/|g' "$@"
@@ -9,28 +9,22 @@ relocated()
 
 make_descriptor()
 {
-    local file=zyn.toml database line
+    local database expected
     relocated -e "s|^launch_agent = .*|launch_agent = \"$label\"|" -e "s|^server_port = .*|server_port = \"$port\"|" \
-        -e 's|^\(identity_marker = ".*\)"|\1-sample"|' "$resources/identity.toml" | text 202609141034 $file
+        -e 's|^\(identity_marker = ".*\)"|\1-sample"|' "$resources/identity.toml" | text zyn.toml
+    for expected in "launch_agent = \"$label\"" "server_port = \"$port\"" 'identity_marker = "[^"]*-sample"'; do
+        grep -q "^$expected\$" "$stage/zyn.toml" || die "No line of $resources/identity.toml becomes $expected."
+    done
     for database in "$resources"/databases/*.toml; do
-        relocated "$database" | text 202609141034 "databases/${database##*/}"
+        relocated "$database" | text "databases/${database##*/}"
     done
-    for line in "launch_agent = \"$label\"" "server_port = \"$port\"" 'identity_marker = "[^"]*-sample"'; do
-        grep -q "^$line\$" "$stage/$file" \
-            || die "The descriptor $resources/identity.toml no longer has the lines that the sample changes."
-    done
-    write_environment
+    { printf 'HOME=%s\n' "$(quoted "$home")" && environment; } | text sample-env.sh
 }
 
-write_environment()
+environment()
 {
-    local place
-    place=$(quoted "$home")
-    cat >"$stage/sample-env.sh" <<EOF
-# Read this with "." in a shell: what is started from it sees the sample and not your own home.
-HOME=$place
-EOF
-    cat >>"$stage/sample-env.sh" <<'EOF'
+    cat <<'EOF'
+# Read this file with "." in a shell: programs that are started from it use the sample and not your own home.
 CFFIXED_USER_HOME=$HOME
 CM_IDENTITY_TOML=$HOME/zyn.toml
 CM_PROJECT_DIR=$HOME/Projects/zyn-v8

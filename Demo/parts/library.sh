@@ -1,119 +1,94 @@
 # shellcheck shell=bash disable=SC2154 # variables of Demo/make
-# The per-user library: what the product keeps there, beside neighbours that only look like it.
+# The folder Library: files of the product, and files of other programs with similar names (zynthian, zyn-old, synth).
 
 make_library()
 {
-    make_support
-    make_logs
+    local support='Library/Application Support' state='Library/Saved Application State'
+    line "$support/zyn/state.json" '{"lastProject": "zyn-v8", "openPanes": 3}'
+    printf '%s/Projects/zyn-v8' "$home" | text "$support/zyn-code-manager/project-dir"
+    line "$support/zynthian/presets.json" '{"presets": 12}'
+    line Library/Logs/zyn/zyn.log '2026-11-18 08:02:11 [zyn] session opened in ~/Projects/zyn-v8'
+    line Library/Logs/zyn/zyn-2026-10.log '2026-10-07 17:41:57 [zyn] session closed after 14 answers'
+    line Library/Logs/zyn/mlx-vantor.log '2026-11-18 18:30:02 [mlx-vantor] stopped by signal 15'
+    line Library/Logs/zyn/install.log '2026-09-14 10:32:05 [install] zyn 0.4.2 (3f9c2ab41d7e) installed'
+    line Library/Logs/zynthian/engine.log 'engine started'
+    line tmp/zyn.lock 4711
+    line tmp/zyn-old.lock 4712
+    property_list "$state/com.zyn.desktop.savedState/windows.plist" '<key>NSWindowFrame</key><string>120 88 1180 760</string>'
+    property_list Library/Preferences/com.zyn.desktop.plist '<key>ZynTheme</key><string>paper</string>'
+    property_list Library/Preferences/com.zyn.updater.plist '<key>LastCheck</key><date>2026-11-19T06:00:00Z</date>'
+    property_list Library/Preferences/zyn.plist '<key>Shell</key><string>/bin/zsh</string>'
+    property_list Library/Preferences/com.zynthian.engine.plist '<key>Volume</key><integer>7</integer>'
+    property_list Library/Preferences/org.zyn.synth.plist '<key>Volume</key><integer>9</integer>'
+    property_list Library/LaunchAgents/org.zyn.synth.plist '<key>Label</key><string>org.zyn.synth</string>'
+    property_list "Library/LaunchAgents/$label.plist" "$(agent_entries)"
     make_caches
-    make_web_data
-    make_preferences
-    make_agents
-    make_temporary
 }
 
-make_support()
+# A property list with one dictionary: property_list PATH ENTRIES
+property_list()
 {
-    local support='Library/Application Support'
-    bytes 202611182107 "$support/zyn/conversations.db" 917504
-    printf '{"lastProject": "zyn-v8", "openPanes": 3}\n' | text 202611191744 "$support/zyn/state.json"
-    bytes 202607081501 "$support/zyn/embeddings/projects.idx" 1269760
-    printf '%s/Projects/zyn-v8' "$home" | text 202609141044 "$support/zyn-code-manager/project-dir"
-    printf '{"presets": 12}\n' | text 202603030930 "$support/zynthian/presets.json"
-    bytes 202512110815 "$support/zyn-old/backup.db" 131072
+    text "$1" <<EOF
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+$2
+</dict>
+</plist>
+EOF
 }
 
-log_day()
+agent_entries()
 {
-    local day=$1 hour
-    for hour in 08 11 14 17; do
-        printf '%s %s:02:11 [zyn] session opened in ~/Projects/zyn-v8\n' "$day" "$hour"
-        printf '%s %s:02:12 [zyn] provider mlx at http://127.0.0.1:%s\n' "$day" "$hour" "$port"
-        printf '%s %s:41:57 [zyn] session closed after 14 answers\n' "$day" "$hour"
-    done
+    local escaped
+    escaped=$(printf '%s' "$home" | sed -e 's/&/\&amp;/g' -e 's/</\&lt;/g' -e 's/>/\&gt;/g')
+    cat <<EOF
+    <key>Label</key> <string>$label</string>
+    <key>ProgramArguments</key>
+    <array>
+        <string>$escaped/.zyn/bin/mlx-vantor</string>
+        <string>--model</string> <string>$escaped/.zyn/served-model</string>
+        <string>--port</string> <string>$port</string>
+    </array>
+    <key>WorkingDirectory</key> <string>$escaped/.zyn</string>
+    <key>EnvironmentVariables</key>
+    <dict><key>HOME</key> <string>$escaped</string> <key>PATH</key> <string>/usr/bin:/bin</string></dict>
+    <key>RunAtLoad</key> <true/>
+    <key>KeepAlive</key> <dict><key>SuccessfulExit</key> <false/></dict>
+    <key>ThrottleInterval</key> <integer>10</integer>
+    <key>StandardOutPath</key> <string>$escaped/Library/Logs/zyn/mlx-vantor.log</string>
+    <key>StandardErrorPath</key> <string>$escaped/Library/Logs/zyn/mlx-vantor.log</string>
+EOF
 }
 
-server_days()
-{
-    local day model="zyn-labs/Vantor-7B (3 weight files, 6000000 bytes)"
-    for day in 2026-11-16 2026-11-17 2026-11-18; do
-        printf '%s 08:01:40 [mlx-vantor] serving %s from %s\n' "$day" "$model" \
-            "$home/.zyn-crucible/models/zyn-labs/Vantor-7B/3_final"
-        printf '%s 08:01:40 [mlx-vantor] listening on http://127.0.0.1:%s\n' "$day" "$port"
-        printf '%s 08:02:13 [mlx-vantor] GET /v1/models 200\n' "$day"
-        printf '%s 18:30:02 [mlx-vantor] stopped by signal 15\n' "$day"
-    done
-}
-
-make_logs()
-{
-    local logs=Library/Logs/zyn
-    { log_day 2026-11-17 && log_day 2026-11-18; } | text 202611181830 $logs/zyn.log
-    { log_day 2026-10-05 && log_day 2026-10-06 && log_day 2026-10-07; } | text 202610071830 $logs/zyn-2026-10.log
-    server_days | text 202611181830 $logs/mlx-vantor.log
-    printf '2026-09-14 10:32:05 [install] zyn 0.4.2 (3f9c2ab41d7e) installed\n' | text 202609141032 $logs/install.log
-    printf 'a neighbour\n' | text 202604040404 Library/Logs/zynthian/engine.log
-}
-
+# The folders .cache and tmp are the per-user folders that sample-env.sh sets.
 make_caches()
 {
-    local caches=Library/Caches
-    bytes 202611191003 $caches/com.zyn.desktop/Cache.db 724992
-    bytes 202611191003 $caches/com.zyn.desktop/fsCachedData/5B0E-1 184320
-    bytes 202611170926 $caches/com.zyn.mlx-vantor/kernels/matmul-4bit.bin 1146880
-    bytes 202610220814 $caches/com.zyn.mlx-vantor/prompts/warm-0001.bin 2260992
-    bytes 202609141031 $caches/com.zyn.updater/zyn-0.4.2.pkg 1605632
-    bytes 202611080911 $caches/zyn/completions.bin 65536
-    bytes 202605161217 $caches/zyn.http/index 12288
-    bytes 202603091812 $caches/com.zynthian.engine/waves.bin 90112
-    bytes 202512110815 $caches/zyn-old/completions.bin 49152
-    bytes 202606060606 $caches/org.zyn.synth/patches.bin 32768
-}
-
-make_web_data()
-{
-    bytes 202611181955 Library/HTTPStorages/com.zyn.desktop/httpstorages.sqlite 94208
-    bytes 202611181955 Library/HTTPStorages/com.zyn.desktop.binarycookies 1187
-    bytes 202606060606 Library/HTTPStorages/org.zyn.synth/httpstorages.sqlite 40960
-    bytes 202611181956 Library/WebKit/com.zyn.desktop/WebsiteData/LocalStorage/localstorage.sqlite3 57344
-    bytes 202610111212 Library/WebKit/com.zyn.desktop/WebsiteData/IndexedDB/metadata.db 151552
-    bytes 202611181957 'Library/Saved Application State/com.zyn.desktop.savedState/data.data' 36864
-    bytes 202603091812 'Library/Saved Application State/com.zynthian.engine.savedState/data.data' 20480
-    printf '    <key>NSWindowFrame</key>\n    <string>{{120, 88}, {1180, 760}}</string>\n' | property_list \
-        | text 202611181957 'Library/Saved Application State/com.zyn.desktop.savedState/windows.plist'
-}
-
-# The desktop app's own is binary, as the product writes it.
-make_preferences()
-{
-    local preferences=Library/Preferences
-    folder_for $preferences/com.zyn.desktop.plist
-    "$tools/zyn" preferences "$stage/$preferences/com.zyn.desktop.plist"
-    dated 202611191745 "$preferences/com.zyn.desktop.plist"
-    printf '    <key>LastCheck</key>\n    <date>2026-11-19T06:00:00Z</date>\n' | property_list \
-        | text 202611190600 $preferences/com.zyn.updater.plist
-    printf '    <key>Shell</key>\n    <string>/bin/zsh</string>\n' | property_list \
-        | text 202605110741 $preferences/zyn.plist
-    printf '    <key>Volume</key>\n    <integer>7</integer>\n' | property_list \
-        | text 202603091812 $preferences/com.zynthian.engine.plist
-    printf '    <key>Volume</key>\n    <integer>9</integer>\n' | property_list \
-        | text 202606060606 $preferences/org.zyn.synth.plist
-}
-
-make_agents()
-{
-    agent_entries | property_list | text 202609141033 "Library/LaunchAgents/$label.plist"
-    printf '    <key>Label</key>\n    <string>org.zyn.synth</string>\n    <key>Disabled</key>\n    <true/>\n' \
-        | property_list | text 202606060606 Library/LaunchAgents/org.zyn.synth.plist
-}
-
-# The per-user folders for caches and temporary files, where sample-env.sh puts them.
-make_temporary()
-{
-    bytes 202611191101 .cache/com.zyn.desktop/shaders.bin 208896
-    bytes 202611080911 .cache/zyn/completions.bin 73728
-    bytes 202603091812 .cache/zynthian/waves.bin 61440
-    bytes 202611191820 tmp/com.zyn.desktop.scratch/page-7.png 27345
-    printf '4711\n' | text 202611191820 tmp/zyn.lock
-    printf 'a neighbour\n' | text 202611191820 tmp/zyn-old.lock
+    sized_files <<'EOF'
+917504 Library/Application Support/zyn/conversations.db
+1269760 Library/Application Support/zyn/embeddings/projects.idx
+131072 Library/Application Support/zyn-old/backup.db
+724992 Library/Caches/com.zyn.desktop/Cache.db
+184320 Library/Caches/com.zyn.desktop/fsCachedData/5B0E-1
+1146880 Library/Caches/com.zyn.mlx-vantor/kernels/matmul-4bit.bin
+2260992 Library/Caches/com.zyn.mlx-vantor/prompts/warm-0001.bin
+1605632 Library/Caches/com.zyn.updater/zyn-0.4.2.pkg
+65536 Library/Caches/zyn/completions.bin
+12288 Library/Caches/zyn.http/index
+90112 Library/Caches/com.zynthian.engine/waves.bin
+49152 Library/Caches/zyn-old/completions.bin
+32768 Library/Caches/org.zyn.synth/patches.bin
+94208 Library/HTTPStorages/com.zyn.desktop/httpstorages.sqlite
+1187 Library/HTTPStorages/com.zyn.desktop.binarycookies
+40960 Library/HTTPStorages/org.zyn.synth/httpstorages.sqlite
+57344 Library/WebKit/com.zyn.desktop/WebsiteData/LocalStorage/localstorage.sqlite3
+151552 Library/WebKit/com.zyn.desktop/WebsiteData/IndexedDB/metadata.db
+36864 Library/Saved Application State/com.zyn.desktop.savedState/data.data
+20480 Library/Saved Application State/com.zynthian.engine.savedState/data.data
+208896 .cache/com.zyn.desktop/shaders.bin
+73728 .cache/zyn/completions.bin
+61440 .cache/zynthian/waves.bin
+27345 tmp/com.zyn.desktop.scratch/page-7.png
+EOF
 }

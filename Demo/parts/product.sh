@@ -1,29 +1,70 @@
 # shellcheck shell=bash disable=SC2154 # variables of Demo/make
-# What the product itself installed: executables, configuration, desktop bundle, and what older installs left about.
+# What the product's installers left: executables, configuration, bundles, editor extensions, projects. Paths are
+# relative to the home.
+
+# Standard input becomes the file: text PATH
+text()
+{
+    local file=$stage/$1
+    mkdir -p "${file%/*}"
+    cat >"$file"
+}
+
+# One line becomes the file: line PATH TEXT
+line()
+{
+    printf '%s\n' "$2" | text "$1"
+}
+
+# Files of a given size, as lines "SIZE PATH" on standard input. They have no holes, so they occupy that size.
+sized_files()
+{
+    local size path
+    while read -r size path; do
+        head -c "$size" < <(yes "$path" 2>/dev/null) | text "$path"
+    done
+}
+
+# A link to a path of the home: link PATH DESTINATION
+link()
+{
+    local file=$stage/$1
+    mkdir -p "${file%/*}"
+    ln -s "$home/$2" "$file"
+}
 
 make_product()
 {
-    make_installation
+    make_executables
     make_configuration
-    make_bundle
-    make_strays
+    make_bundle 0.4.2 'Applications/Zyn.app' 1322432
+    make_bundle 0.5.0-preview.3 'Applications/Zyn Preview.app' 1510848
     make_editor_extensions
 }
 
-make_installation()
+# Older copies contain the product's marker; the script of the same name in opt/scripts does not.
+make_executables()
 {
-    program 202609141032 .zyn/bin/zyn zyn
-    program 202609141032 .zyn/bin/mlx-vantor mlx-vantor
-    link .zyn/crucible .zyn-crucible
-    link .zyn/served-model .zyn-crucible/models/zyn-labs/Vantor-7B/3_final
-    printf 'zyn-labs.zyn-code 1.3.0\n' | text 202608210911 .zyn/plugins/editor-bridge/VERSION
-    bytes 202610301744 .zyn/history/sessions.db 286720
-    bytes 202606022210 .zyn/history/archive-2026-05.db 1540096
+    mkdir -p "$stage/.zyn/bin" "$stage/opt/zyn-0.4.1/bin" "$stage/bin"
+    "$demo/Projects/zyn-v8/compile" 0.4.2 3f9c2ab41d7e "$stage/.zyn/bin/zyn"
+    "$demo/Projects/zyn-v8/compile" 0.4.1 b07e51c2d9f3 "$stage/opt/zyn-0.4.1/bin/zyn"
+    "$demo/Projects/zyn-v8/compile" 0.3.9 61d8aa5e0c42 "$stage/bin/zyn"
+    if [ -n "$programs" ]; then
+        cp "$programs/mlx-vantor" "$stage/.zyn/bin/mlx-vantor"
+    else
+        "$demo/Projects/mlx-vantor/compile" 1.6.2 "$stage/.zyn/bin/mlx-vantor"
+    fi
+    cp "$stage/.zyn/bin/mlx-vantor" "$stage/opt/zyn-0.4.1/bin/mlx-vantor"
+    link opt/old/bin/zyn opt/zyn-0.4.1/bin/zyn
+    link opt/old/bin/mlx-vantor opt/zyn-0.4.1/bin/mlx-vantor
+    link .local/bin/zyn .zyn/bin/zyn
+    printf '#!/bin/sh\necho "zyn: no sound device"\n' | text opt/scripts/zyn
+    chmod 755 "$stage/opt/scripts/zyn"
 }
 
 make_configuration()
 {
-    text 202609141035 .zyn/defaults.yaml <<EOF
+    text .zyn/defaults.yaml <<EOF
 # Zyn reads this file at every start.
 default: mlx
 providers: [mlx, lmstudio]
@@ -35,57 +76,52 @@ lmstudio:
   server: http://127.0.0.1:1234
   model: zyn-labs/Vantor-7B-4bit
 EOF
-    printf '[window]\ntheme = "paper"\nfont-size = 13\n' | text 202607190806 .config/zyn/desktop.toml
-    printf '{"allow": ["git", "ls", "rg"], "deny": ["rm"]}\n' | text 202610021519 .config/zyn/permissions.json
-    printf 'Answer briefly. Prefer plain words.\n' | text 202605110740 .zyn-code/instructions.md
-    bytes 202611121803 .zyn-code/index.bin 421888
-}
-
-# The bundle of one version, below the place given first.
-bundle()
-{
-    local version=$1 place=$2 time=$3
-    sed "s/@VERSION@/$version/g" "$demo/Projects/zyn-v8/desktop/Info.plist" | text "$time" "$place/Contents/Info.plist"
-    printf 'APPL????' | text "$time" "$place/Contents/PkgInfo"
-    program "$time" "$place/Contents/MacOS/Zyn" zyn-desktop
-    text "$time" "$place/Contents/Resources/Zyn.svg" <"$demo/Projects/zyn-v8/desktop/Zyn.svg"
-    bytes "$time" "$place/Contents/Resources/window.pak" "$4"
+    line .zyn/plugins/editor-bridge/VERSION 'zyn-labs.zyn-code 1.3.0'
+    line .config/zyn/desktop.toml 'theme = "paper"'
+    line .config/zyn/permissions.json '{"allow": ["git", "ls", "rg"], "deny": ["rm"]}'
+    line .zyn-code/instructions.md 'Answer briefly.'
+    sized_files <<'EOF'
+286720 .zyn/history/sessions.db
+1540096 .zyn/history/archive-2026-05.db
+421888 .zyn-code/index.bin
+EOF
 }
 
 make_bundle()
 {
-    bundle 0.4.2 Applications/Zyn.app 202609141040 1310144
-    bundle 0.5.0-preview.3 'Applications/Zyn Preview.app' 202611051127 1498560
+    mkdir -p "$stage/Applications"
+    "$demo/Projects/zyn-v8/desktop/assemble" "$1" "$stage/$2"
+    sized_files <<<"$3 $2/Contents/Resources/window.pak"
 }
 
-# Copies that the marker in them gives away, and namesakes without it.
-make_strays()
-{
-    program 202602181655 bin/zyn zyn-0.3.9
-    program 202606301204 opt/zyn-0.4.1/bin/zyn zyn-0.4.1
-    program 202606301204 opt/zyn-0.4.1/bin/mlx-vantor mlx-vantor
-    link opt/old/bin/zyn opt/zyn-0.4.1/bin/zyn
-    link opt/old/bin/mlx-vantor opt/zyn-0.4.1/bin/mlx-vantor
-    link .local/bin/zyn .zyn/bin/zyn
-    printf '#!/bin/sh\n# A synthesiser front end of the same name.\necho "zyn: no sound device"\n' \
-        | text 202512082013 opt/scripts/zyn
-    chmod 755 "$stage/opt/scripts/zyn"
-}
-
+# An editor's extension: extension EDITOR_FOLDER PUBLISHER.NAME VERSION SIZE
 extension()
 {
-    local place=$2/extensions/$3-$4
-    printf '{"publisher": "%s", "name": "%s", "version": "%s", "engines": {"vscode": "^1.80.0"}}\n' \
-        "${3%%.*}" "${3#*.}" "$4" | text "$1" "$place/package.json"
-    bytes "$1" "$place/dist/extension.js" "$5"
+    local path=$1/extensions/$2-$3
+    line "$path/package.json" "{\"publisher\": \"${2%%.*}\", \"name\": \"${2#*.}\", \"version\": \"$3\"}"
+    sized_files <<<"$4 $path/dist/extension.js"
 }
 
 make_editor_extensions()
 {
-    extension 202604150922 .vscode zyn-labs.zyn-code 1.2.3 312457
-    extension 202608210911 .cursor zyn-labs.zyn-code 1.3.0-universal 355120
-    extension 202608210913 .vscode-oss zyn-labs.zyn-code 1.3.0 355120
-    extension 202601071410 .vscode zyn-labs.zyn-theme 0.4.0 18211
-    extension 202603271130 .vscode tidy-tools.spellcheck 4.1.0 201733
-    extension 202603271131 .windsurf tidy-tools.spellcheck 4.1.0 201733
+    extension .vscode zyn-labs.zyn-code 1.2.3 312457
+    extension .cursor zyn-labs.zyn-code 1.3.0-universal 355120
+    extension .vscode-oss zyn-labs.zyn-code 1.3.0 355120
+    extension .vscode zyn-labs.zyn-theme 0.4.0 18211
+    extension .windsurf tidy-tools.spellcheck 4.1.0 201733
+}
+
+# The projects with the models and databases that come with them; of the databases, orchid is installed.
+make_projects()
+{
+    cp -R "$demo/Projects" "$stage/Projects"
+    model zyn-labs/Vantor-7B "3 2000000" Projects/Models/zyn-hub/zyn-labs/Vantor-7B-4bit
+    model zyn-labs/Vantor-Draft "2 1000000" Projects/Models/zyn-labs/Vantor-Draft-8bit
+    sized_files <<'EOF'
+1843200 Projects/databases/orchid/segments/0001.bin
+630784 Projects/databases/orchid/segments/0002.bin
+811008 Projects/databases/quill/quill.db
+EOF
+    mkdir -p "$stage/.zyn/databases"
+    cp -R "$stage/Projects/databases/orchid" "$stage/.zyn/databases/orchid"
 }

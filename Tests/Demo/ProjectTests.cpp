@@ -1,11 +1,14 @@
-// The build and install scripts of the sample's projects, run as the manager runs them.
+// The scripts of the sample's projects, run as the manager runs them.
 #include <gmock/gmock.h>
 
+#include "ManagerCore/Foundation/Descriptor.h"
 #include "Tests/Demo/SampleHome.h"
 
 namespace fs = std::filesystem;
+namespace Descriptor = ManagerCore::Descriptor;
 namespace Proc = ManagerCore::Proc;
 using namespace TestSupport;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -17,110 +20,171 @@ class DemoProject : public SampleTest
 protected:
     void SetUp() override { makeSample(); }
 
-    [[nodiscard]] fs::path installed() const { return sample() / ".zyn/bin/zyn"; }
-    [[nodiscard]] std::string version() const { return Proc::run(installed().string(), {"--version"}).stdout; }
+    [[nodiscard]] Proc::Out build() const { return runScript(projects() / "zyn-v8/build.command"); }
+    [[nodiscard]] fs::path trash() const { return sample() / ".zyn/trash"; }
 };
 
-TEST_F(DemoProject, buildInstallsTheNewerVersion)
-{
-    EXPECT_EQ(version(), "zyn 0.4.2\ncommit: 3f9c2ab41d7e\n");
-    for (int round = 0; round < 2; ++round) {
-        const Proc::Out out = runScript(projects() / "zyn-v8/build.command");
-        EXPECT_TRUE(out.ok()) << out.stderr;
-        EXPECT_THAT(out.stdout, StartsWith("Building zyn 0.5.0 (8b1f60de)\n"));
-        EXPECT_THAT(out.stdout, HasSubstr("\nInstalling into ~/.zyn/bin\n"));
-        EXPECT_THAT(out.stdout, HasSubstr("\n✓ zyn 0.5.0 is installed\n"));
-        EXPECT_EQ(version(), "zyn 0.5.0\ncommit: 8b1f60de94a7\n");
-    }
-    EXPECT_THAT(read(sample() / "Library/Logs/zyn/install.log"), HasSubstr("zyn 0.5.0 (8b1f60de94a7) installed"));
-}
-
-TEST_F(DemoProject, installAloneInstallsWhatWasBuilt)
-{
-    const Proc::Out none = runScript(projects() / "zyn-v8/install.command");
-    EXPECT_EQ(none.code, 1);
-    EXPECT_EQ(none.stderr, "✗ There is no build to install; run build.command first.\n");
-    ASSERT_TRUE(runScript(projects() / "zyn-v8/build.command").ok());
-    fs::remove(installed());
-    EXPECT_TRUE(runScript(projects() / "zyn-v8/install.command").ok());
-    EXPECT_THAT(version(), StartsWith("zyn 0.5.0\n"));
-    for (const fs::directory_entry& entry : fs::directory_iterator(installed().parent_path())) {
-        EXPECT_THAT(entry.path().filename().string(), testing::AnyOf("zyn", "mlx-vantor"));
-    }
-}
-
-TEST_F(DemoProject, installingIntoAHomeWithoutTheProductWorks)
-{
-    fs::remove_all(sample() / ".zyn");
-    fs::remove_all(sample() / "Library");
-    EXPECT_TRUE(runScript(projects() / "zyn-v8/build.command").ok());
-    EXPECT_THAT(version(), StartsWith("zyn 0.5.0\n"));
-    EXPECT_TRUE(fs::exists(sample() / ".zyn/defaults.yaml")) << "seeded by the first run";
-}
-
-TEST_F(DemoProject, aFailingBuildLeavesWhatIsInstalled)
-{
-    write(projects() / "zyn-v8/src/Build.cpp", "this is no program\n");
-    const std::string before = read(installed());
-    const Proc::Out out = runScript(projects() / "zyn-v8/build.command");
-    EXPECT_EQ(out.code, 1);
-    EXPECT_THAT(out.stderr, HasSubstr("✗ src could not be compiled.\n"));
-    EXPECT_EQ(read(installed()), before);
-}
-
-TEST_F(DemoProject, aFolderInTheProgramsPlaceIsNotTouched)
-{
-    fs::remove(installed());
-    write(installed() / "own.txt", "precious");
-    const Proc::Out out = runScript(projects() / "zyn-v8/build.command");
-    EXPECT_EQ(out.code, 1);
-    EXPECT_THAT(out.stderr, HasSubstr("is a folder, so no program was put in its place.\n"));
-    EXPECT_EQ(read(installed() / "own.txt"), "precious");
-}
-
-TEST_F(DemoProject, theDesktopBundleIsReplacedAndTheOldOneKept)
+TEST_F(DemoProject, theBuildsInstallNewerVersions)
 {
     const fs::path bundle = sample() / "Applications/Zyn.app";
     const Tree before = treeOf(bundle);
-    const Proc::Out out = runScript(projects() / "zyn-v8/desktop/build.command");
-    EXPECT_TRUE(out.ok()) << out.stderr;
-    EXPECT_THAT(out.stdout, HasSubstr("the bundle from before is in ~/.zyn/trash/Zyn.app-"));
+    EXPECT_EQ(version("zyn"), "zyn 0.4.2\ncommit: 3f9c2ab41d7e\n");
+    for (const char* script : {"zyn-v8/build.command", "mlx-vantor/build.command", "zyn-v8/desktop/build.command"}) {
+        const Proc::Out out = runScript(projects() / script);
+        EXPECT_TRUE(out.ok()) << out.stderr;
+    }
+    EXPECT_EQ(version("zyn"), "zyn 0.5.0\ncommit: 8b1f60de94a7\n");
+    EXPECT_THAT(version("mlx-vantor"), StartsWith("mlx-vantor 1.7.0\n"));
     EXPECT_THAT(read(bundle / "Contents/Info.plist"), HasSubstr("<string>0.5.0</string>"));
     EXPECT_THAT(Proc::run((bundle / "Contents/MacOS/Zyn").string(), {}).stdout, StartsWith("Zyn 0.5.0:"));
-    std::vector<fs::path> kept;
-    for (const fs::directory_entry& entry : fs::directory_iterator(sample() / ".zyn/trash")) {
-        kept.push_back(entry.path());
-    }
-    ASSERT_EQ(kept.size(), 1U);
-    EXPECT_EQ(treeOf(kept.front()), before);
-    EXPECT_TRUE(runScript(projects() / "zyn-v8/desktop/build.command").ok());
+    EXPECT_EQ(treeOf(fs::directory_iterator(trash())->path()), before);
 }
 
-TEST_F(DemoProject, theEngineIsBuiltBesideTheProduct)
+TEST_F(DemoProject, theFirstRunWritesTheConfiguration)
 {
-    const std::string engine = (sample() / ".zyn/bin/mlx-vantor").string();
-    EXPECT_THAT(Proc::run(engine, {"--version"}).stdout, StartsWith("mlx-vantor 1.6.2\n"));
-    const Proc::Out out = runScript(projects() / "mlx-vantor/build.command");
-    EXPECT_TRUE(out.ok()) << out.stderr;
-    EXPECT_THAT(Proc::run(engine, {"--version"}).stdout, StartsWith("mlx-vantor 1.7.0\n"));
+    fs::remove_all(sample() / ".zyn");
+    ASSERT_TRUE(build().ok());
+    EXPECT_FALSE(fs::exists(sample() / ".zyn/defaults.yaml")) << "only the installed program writes it";
+    EXPECT_THAT(version("zyn"), StartsWith("zyn 0.5.0\n"));
+    EXPECT_THAT(read(sample() / ".zyn/defaults.yaml"), HasSubstr("\n  model: zyn-labs/Vantor-7B-4bit\n"));
+    write(sample() / ".zyn/defaults.yaml", "default: own\n");
+    EXPECT_THAT(version("zyn"), StartsWith("zyn 0.5.0\n"));
+    EXPECT_EQ(read(sample() / ".zyn/defaults.yaml"), "default: own\n");
 }
 
-TEST_F(DemoProject, theScriptsInstallNowhereButInASampleHome)
+TEST_F(DemoProject, aFailingBuildKeepsTheInstalledProgram)
 {
-    const fs::path source = demoFolder() / "Projects";
-    const Tree before = treeOf(source);
+    write(projects() / "zyn-v8/src/version.sh", "#!/bin/sh\nexit 1\n");
+    EXPECT_EQ(build().stderr, "✗ The build does not print its version.\n");
+    fs::remove(projects() / "zyn-v8/src/version.sh");
+    EXPECT_THAT(build().stderr, EndsWith("✗ zyn could not be built.\n"));
+    EXPECT_THAT(version("zyn"), StartsWith("zyn 0.4.2\n"));
+    write(projects() / "mlx-vantor/src/server.cpp", "not a program\n");
+    EXPECT_THAT(runScript(projects() / "mlx-vantor/build.command").stderr,
+                EndsWith("✗ mlx-vantor could not be compiled.\n"));
+    EXPECT_THAT(version("mlx-vantor"), StartsWith("mlx-vantor 1.6.2\n"));
+}
+
+TEST_F(DemoProject, aFolderInPlaceOfTheProgramIsKept)
+{
+    fs::remove(sample() / ".zyn/bin/zyn");
+    write(sample() / ".zyn/bin/zyn/own.txt", "precious");
+    EXPECT_THAT(build().stderr, EndsWith(" is a folder. Nothing was installed.\n"));
+    EXPECT_EQ(read(sample() / ".zyn/bin/zyn/own.txt"), "precious");
+}
+
+TEST_F(DemoProject, theScriptsNeedASampleHome)
+{
+    const Tree before = treeOf(demoFolder());
     for (const char* script : {"zyn-v8/build.command",
-                               "zyn-v8/install.command",
                                "zyn-v8/desktop/build.command",
                                "mlx-vantor/build.command",
                                "install-models/install-one-model.command",
                                "install-models/uninstall-model.command"}) {
-        const Proc::Out out = runScript(source / script, {"atlas"});
-        EXPECT_EQ(out.code, 1) << script;
-        EXPECT_THAT(out.stderr, HasSubstr("only inside a sample home")) << script;
+        EXPECT_THAT(runScript(demoFolder() / "Projects" / script, {"atlas"}).stderr,
+                    HasSubstr("only inside a sample home made by Demo/make.\n"));
     }
-    EXPECT_EQ(treeOf(source), before);
-    EXPECT_TRUE(treeOf(home()).empty());
+    EXPECT_EQ(treeOf(demoFolder()), before);
+}
+
+class DemoModel : public DemoProject
+{
+protected:
+    [[nodiscard]] fs::path catalog() const { return projects() / "install-models/catalog"; }
+    [[nodiscard]] fs::path models() const { return sample() / ".zyn-crucible/models"; }
+    [[nodiscard]] Proc::Out install(const std::string& slug) const
+    {
+        return runScript(projects() / "install-models/install-one-model.command", {slug});
+    }
+    [[nodiscard]] Proc::Out uninstall(const std::string& slug) const
+    {
+        return runScript(projects() / "install-models/uninstall-model.command", {slug});
+    }
+};
+
+TEST_F(DemoModel, everyEntryIsInstalledIntoANewCrucible)
+{
+    fs::remove_all(sample() / ".zyn-crucible");
+    fs::remove(sample() / ".zyn/crucible");
+    for (const fs::directory_entry& file : fs::recursive_directory_iterator(catalog())) {
+        if (file.is_directory()) {
+            continue;
+        }
+        const Descriptor::Map entry = Descriptor::parse(read(file.path()));
+        const Proc::Out out = install(file.path().parent_path().lexically_relative(catalog()).string());
+        ASSERT_TRUE(out.ok()) << file.path() << out.stderr;
+        const fs::path installed = models() / Descriptor::text("model", entry) / "3_final";
+        EXPECT_TRUE(fs::exists(installed / "config.json")) << file.path();
+        const fs::path bundled = projects() / "Models" / Descriptor::text("repo", entry);
+        EXPECT_THAT(out.stdout, HasSubstr(fs::exists(bundled) ? "weights that came with" : "downloading "));
+        EXPECT_TRUE(!fs::exists(bundled) || treeOf(bundled) == treeOf(installed)) << file.path();
+    }
+    EXPECT_EQ(fs::file_size(models() / "atlas/Atlas-Base/3_final/model-00003-of-00003.safetensors"), 2'000'000U);
+    const Tree before = treeOf(sample());
+    EXPECT_EQ(install("atlas").stdout, "✓ atlas/Atlas-Base is installed already\n");
+    EXPECT_EQ(treeOf(sample()), before);
+}
+
+TEST_F(DemoModel, uninstallingMovesToTheTrashAndInstallingServesAgain)
+{
+    const fs::path served = sample() / ".zyn/served-model";
+    const Tree before = treeOf(models() / "zyn-labs/Vantor-7B");
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_THAT(uninstall("zyn-labs/vantor-7b").stdout, HasSubstr("✓ moved to ~/.zyn/trash/zyn-labs-Vantor-7B-"));
+        EXPECT_FALSE(fs::exists(models() / "zyn-labs/Vantor-7B"));
+        fs::remove(served);
+        EXPECT_THAT(install("zyn-labs/vantor-7b").stdout, EndsWith("  now served from ~/.zyn/served-model\n"));
+    }
+    EXPECT_EQ(fs::read_symlink(served), models() / "zyn-labs/Vantor-7B/3_final");
+    EXPECT_EQ(std::distance(fs::directory_iterator(trash()), {}), 2);
+    EXPECT_THAT(Tree(treeOf(trash())), testing::SizeIs(testing::Gt(before.size())));
+    fs::remove(served);
+    EXPECT_TRUE(install("atlas").ok());
+    EXPECT_FALSE(fs::is_symlink(served)) << "only the configured model is served";
+}
+
+TEST_F(DemoModel, uninstallingALinkKeepsTheWeights)
+{
+    const Tree before = treeOf(sample() / "Volumes");
+    EXPECT_TRUE(uninstall("zyn-labs/vantor-mini").ok());
+    EXPECT_FALSE(fs::is_symlink(models() / "zyn-labs/Vantor-Mini"));
+    EXPECT_EQ(treeOf(sample() / "Volumes"), before);
+}
+
+TEST_F(DemoModel, refusalsChangeNothing)
+{
+    write(catalog() / "evil/model.toml", "repo = \"a/b\"\nmodel = \"../../../Library\"\n");
+    const Tree before = treeOf(sample());
+    const std::string leaves = "does not give a repo and a model inside the crucible.\n";
+    for (const auto& [slug, text] : std::map<std::string, std::string> {
+             {"", "is not a name of a catalog entry.\n"},
+             {"/etc", "is not a name of a catalog entry.\n"},
+             {"atlas/../atlas", "is not a name of a catalog entry.\n"},
+             {"zyn-labs", "The catalog has no entry 'zyn-labs'.\n"},
+             {"evil", leaves},
+             {"atlas/embed/small", "is a link to an absent drive. Nothing was installed.\n"}}) {
+        EXPECT_THAT(install(slug).stderr, testing::AllOf(StartsWith("✗ "), EndsWith(text))) << slug;
+    }
+    EXPECT_THAT(uninstall("evil").stderr, EndsWith(leaves));
+    EXPECT_EQ(uninstall("quartz/coder").stderr, "✗ quartz/Quartz-Coder-3B is not installed in the crucible.\n");
+    EXPECT_EQ(treeOf(sample()), before);
+    fs::remove(sample() / ".zyn/crucible");
+    makeLink(sample() / ".zyn/crucible", sample() / "Volumes/Tape/zyn-crucible");
+    EXPECT_THAT(install("atlas").stderr, EndsWith("is a link to an absent folder. Set the crucible folder first.\n"));
+    EXPECT_FALSE(fs::exists(sample() / "Volumes/Tape"));
+}
+
+TEST_F(DemoModel, aFailedDownloadLeavesNothingAndUnfinishedCopiesGoToTheTrash)
+{
+    const fs::path fetch = projects() / "install-models/fetch-weights";
+    const std::string working = read(fetch);
+    write(models() / "quartz/Quartz-Coder-3B/3_final/weights", "a part of it");
+    write(fetch, "#!/bin/sh\nmkdir \"$3\"\necho part >\"$3/a\"\nexit 1\n");
+    EXPECT_EQ(install("quartz/coder").stderr, "✗ quartz/Quartz-Coder-3B-4bit could not be downloaded.\n");
+    EXPECT_TRUE(fs::is_empty(models() / "quartz/Quartz-Coder-3B"));
+    EXPECT_EQ(read(fs::directory_iterator(trash())->path() / "weights"), "a part of it");
+    write(fetch, working);
+    EXPECT_TRUE(install("quartz/coder").ok());
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 #include "Tests/Demo/SampleHome.h"
 
-#include <fstream>
 #include <functional>
-#include <string_view>
 
-#include "Tests/Demo/LoopbackSocket.h"
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace TestSupport
 {
@@ -16,33 +17,17 @@ fs::path demoFolder() { return DEMO_FOLDER; }
 
 fs::path demoPrograms() { return builtProgram("demo"); }
 
-fs::path embeddedDescriptor() { return demoFolder().parent_path() / "CodeManagerApp" / "Resources" / "identity.toml"; }
-
 Proc::Out demoMake(const std::vector<std::string>& arguments)
 {
     return Proc::run((demoFolder() / "make").string(), arguments);
 }
 
-namespace
+Proc::Out bash(const std::string& script, const std::vector<std::string>& arguments)
 {
-
-// Length and hash of a file's bytes: a home holds too many of them to keep.
-std::string digestOf(const fs::path& file)
-{
-    constexpr std::size_t pieceSize = 262144;
-    std::ifstream stream(file, std::ios::binary);
-    std::vector<char> piece(pieceSize);
-    std::uintmax_t length = 0;
-    std::size_t hash = 0;
-    while (stream.read(piece.data(), pieceSize) || stream.gcount() > 0) {
-        const auto got = static_cast<std::size_t>(stream.gcount());
-        length += got;
-        hash = hash * 31 + std::hash<std::string_view> {}({piece.data(), got});
-    }
-    return std::to_string(length) + " " + std::to_string(hash);
+    std::vector<std::string> words {"-c", script};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return Proc::run("/bin/bash", words);
 }
-
-} // namespace
 
 Tree treeOf(const fs::path& folder)
 {
@@ -54,10 +39,24 @@ Tree treeOf(const fs::path& folder)
         } else if (entry.is_directory()) {
             what = "folder";
         } else {
-            what = "file " + digestOf(entry.path());
+            const std::string bytes = read(entry.path());
+            what = "file " + std::to_string(bytes.size()) + " " + std::to_string(std::hash<std::string> {}(bytes));
         }
     }
     return tree;
+}
+
+int freePort()
+{
+    sockaddr_in address {};
+    socklen_t size = sizeof address;
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    EXPECT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ::close(socket);
+    return ntohs(address.sin_port);
 }
 
 SampleTest::SampleTest()
@@ -98,6 +97,11 @@ Proc::Out SampleTest::runScript(const fs::path& script, const std::vector<std::s
     std::vector<std::string> words {script.string()};
     words.insert(words.end(), arguments.begin(), arguments.end());
     return Proc::run("/bin/bash", words, script.parent_path().string());
+}
+
+std::string SampleTest::version(const std::string& program) const
+{
+    return Proc::run((sample_ / ".zyn/bin" / program).string(), {"--version"}).stdout;
 }
 
 } // namespace TestSupport

@@ -11,39 +11,43 @@
 namespace TestSupport
 {
 
-// The folder of the scripts under test, and of the programs that the build made for them.
 std::filesystem::path demoFolder();
 std::filesystem::path demoPrograms();
-// The product that is built in.
-std::filesystem::path embeddedDescriptor();
 
 ManagerCore::Proc::Out demoMake(const std::vector<std::string>& arguments);
 
-// Every entry below a folder by its relative path: what it is, and its destination or a digest of its bytes.
+// Runs a script of bash with the arguments $0, $1 and so on.
+ManagerCore::Proc::Out bash(const std::string& script, const std::vector<std::string>& arguments);
+
+// Every entry below a folder by its relative path: its type, and its destination or a digest of its bytes.
 using Tree = std::map<std::string, std::string>;
 Tree treeOf(const std::filesystem::path& folder);
 
-// Tests of a sample home. Its name holds what scripts trip over.
+// A port of 127.0.0.1 that is not in use.
+int freePort();
+
+// Tests of a sample home. Its name contains characters that scripts must quote.
 class SampleTest : public SandboxTest
 {
 protected:
     SampleTest();
 
-    // Makes the home with the programs of the build and a port of its own; the test fails when it cannot be made.
     void makeSample(const std::vector<std::string>& options = {});
-    // The same home for all tests of the process that call this: for tests that leave it as it is.
+    // The same home for all tests of the process that call this. They must leave it unchanged.
     void shareSample();
 
     [[nodiscard]] const std::filesystem::path& sample() const { return sample_; }
     [[nodiscard]] std::filesystem::path projects() const { return sample_ / "Projects"; }
     [[nodiscard]] int port() const { return port_; }
 
-    // Runs a program in the environment that the home's own file gives.
+    // Runs a program in the environment of sample-env.sh.
     [[nodiscard]] ManagerCore::Proc::Out runInside(const std::filesystem::path& program,
                                                    const std::vector<std::string>& arguments) const;
-    // Runs a project's script the way the manager does: by bash, in its own folder.
+    // Runs a project's script as the manager does: with bash, in the script's folder.
     [[nodiscard]] static ManagerCore::Proc::Out runScript(const std::filesystem::path& script,
                                                           const std::vector<std::string>& arguments = {});
+    // The standard output of an installed program's --version.
+    [[nodiscard]] std::string version(const std::string& program) const;
 
 private:
     std::filesystem::path sample_;

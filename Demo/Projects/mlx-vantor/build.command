@@ -1,5 +1,5 @@
 #!/bin/bash
-# Builds the local engine and installs it beside Zyn's command line.
+# Builds the model server and installs it beside Zyn's command line.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 # shellcheck source=Demo/Projects/shared/steps.sh
@@ -7,8 +7,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 
 version=$(cat VERSION)
 step "Building mlx-vantor $version"
-compile "$PWD/build/mlx-vantor" "$PWD/src" -DVANTOR_VERSION="\"$version\""
-build/mlx-vantor --version | grep -q "^mlx-vantor $version\$" || stop "The build does not tell its version."
+mkdir -p build
+./compile "$version" build/mlx-vantor || stop "mlx-vantor could not be compiled."
 step "Installing into ~/.zyn/bin"
 install_program build/mlx-vantor "$home/.zyn/bin/mlx-vantor"
 step "✓ mlx-vantor $version is installed; a running server goes on with the old one until it is restarted"

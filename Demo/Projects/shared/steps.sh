@@ -1,5 +1,5 @@
-# shellcheck shell=bash
-# What the scripts of all projects share. They install into the home that the projects lie in, and into no other.
+# shellcheck shell=bash disable=SC2034 # variables for the scripts
+# Functions of the projects' scripts. They install only into the sample home that contains the projects.
 
 shared=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd -P)
 home=${shared%/Projects/shared}
@@ -10,7 +10,7 @@ stop()
     exit 1
 }
 
-# A line of progress, with the pause of work that takes a moment.
+# Prints a line of progress and pauses for a moment, as real work does.
 step()
 {
     printf '%s\n' "$1"
@@ -20,31 +20,16 @@ step()
 # A path with "~" for the home.
 short()
 {
-    case $1 in
-    "$home"/*) printf '~%s' "${1#"$home"}" ;;
-    *) printf '%s' "$1" ;;
-    esac
+    printf '~%s' "${1#"$home"}"
 }
 
 [ -f "$home/.sample-home" ] || stop "These projects build and install only inside a sample home made by Demo/make."
 
-# Compiles all sources of a folder in one pass: compile OUTPUT SOURCES [FLAG…]
-compile()
-{
-    local output=$1 sources=$2
-    shift 2
-    command -v c++ >/dev/null || stop "A C++ compiler is needed, and c++ was not found."
-    mkdir -p "${output%/*}"
-    cat "$sources"/*.cpp | c++ -std=c++17 -I "$sources" "$@" -o "$output.part-$$" -x c++ - \
-        || stop "${sources##*/} could not be compiled."
-    mv -f "$output.part-$$" "$output"
-}
-
-# Writes the program beside its place first, so that nobody ever meets half of it: install_program FILE PLACE
+# Installs under a temporary name and renames: install_program FILE DESTINATION
 install_program()
 {
     local part=${2%/*}/.${2##*/}.part-$$
-    [ ! -d "$2" ] || stop "$2 is a folder, so no program was put in its place."
+    [ ! -d "$2" ] || stop "$2 is a folder. Nothing was installed."
     mkdir -p "${2%/*}"
     if ! { cp "$1" "$part" && chmod 755 "$part" && mv -f "$part" "$2"; }; then
         rm -f "$part"
@@ -52,16 +37,38 @@ install_program()
     fi
 }
 
-# Moves an item to the product's own trash and names the place in `trashed`: move_to_trash ITEM NAME
+# Moves an item to the product's own trash and sets `trashed` to its path there: move_to_trash ITEM NAME
 move_to_trash()
 {
-    local place number=1
-    place=$home/.zyn/trash/$2-$(date +%Y%m%d-%H%M%S)
-    trashed=$place
+    local path number=1
+    path=$home/.zyn/trash/$2-$(date +%Y%m%d-%H%M%S)
+    trashed=$path
     while [ -e "$trashed" ] || [ -L "$trashed" ]; do
         number=$((number + 1))
-        trashed=$place-$number
+        trashed=$path-$number
     done
     mkdir -p "$home/.zyn/trash"
     mv "$1" "$trashed" || stop "$1 could not be moved to $trashed."
+}
+
+# Reads an entry of the model catalog: sets `repo`, `model` and `installed`, the model's folder in the crucible.
+read_entry()
+{
+    entry=catalog/$1/model.toml
+    case /$1/ in
+    // | *//* | */../* | */./*) stop "'$1' is not a name of a catalog entry." ;;
+    esac
+    [ -f "$entry" ] || stop "The catalog has no entry '$1'."
+    repo=$(value_of repo)
+    model=$(value_of model)
+    case /$model/$repo/ in
+    *//* | */../* | */./*) stop "The catalog entry '$1' does not give a repo and a model inside the crucible." ;;
+    esac
+    installed=$home/.zyn/crucible/models/$model
+}
+
+# The value of a key of the entry, without quotes.
+value_of()
+{
+    sed -n "s/^$1 *= *[\"']*\([^\"'#]*[^\"'# ]\).*/\1/p" "$entry"
 }

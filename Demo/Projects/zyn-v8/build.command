@@ -8,8 +8,11 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 version=$(cat VERSION)
 commit=$(cat COMMIT)
 step "Building zyn $version (${commit:0:8})"
-compile "$PWD/build/zyn" "$PWD/src" -DZYN_VERSION="\"$version\"" -DZYN_COMMIT="\"$commit\""
-step "  compiled $(find src -name '*.cpp' | wc -l | tr -d ' ') files"
+mkdir -p build
+./compile "$version" "$commit" build/zyn || stop "zyn could not be built."
+step "  compiled $(find src -name '*.sh' | wc -l | tr -d ' ') files"
 step "Trying the build"
-build/zyn --version | grep -q "^zyn $version\$" || stop "The build does not tell its version."
-exec /bin/bash install.command
+build/zyn --version | grep -q "^zyn $version\$" || stop "The build does not print its version."
+step "Installing into ~/.zyn/bin"
+install_program build/zyn "$home/.zyn/bin/zyn"
+step "✓ zyn $version is installed"
