@@ -6,7 +6,7 @@ cores()
     nproc 2>/dev/null || sysctl -n hw.ncpu
 }
 
-# Whether build/$1 was configured for this very folder; it was not when the checkout was moved or copied.
+# Whether build/$1 was configured in this folder. After the checkout was moved or copied, it was not.
 belongs_here()
 {
     local home
@@ -14,8 +14,7 @@ belongs_here()
     [ "$home" -ef . ]
 }
 
-# Configures build/$1, the rest being arguments for CMake, unless that was done already. Changes in CMakeLists are
-# ninja's business, those in the presets are not.
+# Configures build/$1 with the other arguments for CMake if needed. ninja handles changed CMakeLists, but not presets.
 configure()
 {
     local name=$1 log="build/$1.configure.log" fresh=""
@@ -34,13 +33,12 @@ configure()
     rm -f "$log"
 }
 
-# Builds build/$1, the rest being targets, all without any. Says nothing unless something is wrong: ninja would tell
-# that it has nothing to do. With keep_going set it shows what is wrong everywhere, not only the first.
+# Builds the targets after $1, or all, in build/$1. Prints errors only; with keep_going set, not just the first.
 build()
 {
     local name=$1
     shift
     cmake --build "build/$name" --parallel "$(cores)" ${1+--target "$@"} -- --quiet ${keep_going:+-k 0} 2>&1 </dev/null |
         sed -e '/^ninja: no work to do\.$/d' -e '/^-- /d' >&2 ||
-        fail "build/$name does not build: the messages above say why."
+        fail "build/$name could not be built, see above."
 }

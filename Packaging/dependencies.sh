@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# Installs what the project needs. Sourced, then called as `need GROUP...`: silent when everything is there, otherwise
-# one line that says what is installed and why. Groups: build, test, fuzz, bench, lint, cross, pack, ship.
+# Installs what the project needs. Source it, then call `need GROUP...`: it prints one line that says what it installs and
+# why, or nothing if nothing is missing. Groups: build, test, fuzz, bench, lint, cross, pack, ship.
 
-# One line for each thing: its group; the command by which it is known to be there, or "-" for a library, known by its
-# package; its Debian package; its Homebrew formula. "-" where a system needs none.
+# Columns: group; command that is looked for, or "-" to look for the package; Debian package; Homebrew formula. A system
+# with "-" needs none.
 dependency_table()
 {
     cat <<'TABLE'
@@ -74,7 +74,7 @@ ship   man              man-db                               -
 TABLE
 }
 
-# What a group is for, as the one line says it.
+# The purpose of a group, for the message.
 dependency_purpose()
 {
     case $1 in
@@ -86,7 +86,7 @@ dependency_purpose()
     cross) echo "the check for macOS needs" ;;
     pack) echo "the package needs" ;;
     ship) echo "the check of the package needs" ;;
-    *) fail "\"$1\" is no group of dependencies." ;;
+    *) fail "Unknown group of dependencies: \"$1\"." ;;
     esac
 }
 
@@ -96,13 +96,13 @@ fail()
     exit 1
 }
 
-# mkfs and its like stand in sbin, which the path of a plain user may leave out.
+# Users may not have sbin, where mkfs is, in their PATH.
 has_command()
 {
     [ "$1" != - ] && PATH="$PATH:/usr/sbin:/sbin" command -v "$1" >/dev/null
 }
 
-# The packages of a group whose command is not there, libraries always: column 3 is Debian's name, 4 Homebrew's.
+# The packages of a group without the commands that exist. Column 3 has Debian's names, 4 Homebrew's.
 dependency_candidates()
 {
     local wanted=$1 column=$2 group probe debian brew name
@@ -114,7 +114,7 @@ dependency_candidates()
     done < <(dependency_table)
 }
 
-# Of the Debian packages given, those that are not installed.
+# The given Debian packages that are not installed.
 missing_debian()
 {
     local installed name
@@ -137,7 +137,7 @@ brew_prefix()
             return
         fi
     done
-    fail "Homebrew is not installed, and what is missing comes from it: install it as https://brew.sh says."
+    fail "Homebrew is needed to install what is missing. Install it as described on https://brew.sh."
 }
 
 missing_brew()
@@ -149,7 +149,7 @@ missing_brew()
     done
 }
 
-# Run as root; sudo only for those who are not.
+# Runs a command as root, with sudo if needed.
 as_root()
 {
     if [ "$(id -u)" = 0 ]; then
@@ -165,12 +165,12 @@ apt_install()
         -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
 
-# The lists of packages are fetched only when the installation fails with those that are there.
+# Fetches the package lists only if the installation fails with the present ones.
 install_debian()
 {
     local log
     [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
-        fail "You are not root and there is no sudo: have \"apt-get install $*\" run as root, then try again."
+        fail "Run \"apt-get install $*\" as root, then try again. There is no sudo to do it with."
     log=$(mktemp)
     if ! { apt_install "$@" || { as_root apt-get update --quiet=2 </dev/null && apt_install "$@"; }; } >"$log" 2>&1; then
         cat "$log" >&2
@@ -185,7 +185,7 @@ install_brew()
     "$(brew_prefix)/bin/brew" install --quiet "$@" </dev/null >&2 || fail "These could not be installed with Homebrew: $*."
 }
 
-# Elsewhere only the commands can be looked for; the build itself says which library it misses.
+# On other systems, look for commands only. CMake reports missing libraries.
 need_elsewhere()
 {
     local wanted=" $* " group probe missing=""
@@ -194,7 +194,7 @@ need_elsewhere()
         *" $group "*) [ "$probe" = - ] || has_command "$probe" || missing="$missing $probe" ;;
         esac
     done < <(dependency_table)
-    [ -z "$missing" ] || fail "These programs are missing, and there is no apt-get to install them with:$missing."
+    [ -z "$missing" ] || fail "Install these programs first:$missing."
 }
 
 need()
