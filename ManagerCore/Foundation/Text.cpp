@@ -202,12 +202,17 @@ template <bool matches(utf8proc_int32_t)> std::string_view trim(std::string_view
 // Hands the byte offset of every character's beginning but the first to `boundary` until it returns false.
 template <class Boundary> void eachBoundary(std::string_view text, Boundary boundary)
 {
+    const auto isPlain = [](utf8proc_int32_t codePoint) { return codePoint >= ' ' && codePoint < 0x7F; };
     utf8proc_int32_t state = 0;
     utf8proc_int32_t previous = -1;
     for (std::size_t index = 0; index < text.size();) {
         const Decoded next = decode(text.substr(index));
         const utf8proc_int32_t codePoint = next.codePoint < 0 ? 0xFFFD : next.codePoint;
-        if (index > 0 && utf8proc_grapheme_break_stateful(previous, codePoint, &state) && !boundary(index)) {
+        const bool plain = isPlain(previous) && isPlain(codePoint); // always apart
+        if (plain) {
+            state = 0;
+        }
+        if (index > 0 && (plain || utf8proc_grapheme_break_stateful(previous, codePoint, &state)) && !boundary(index)) {
             return;
         }
         previous = codePoint;

@@ -319,8 +319,8 @@ TEST_F(InstallOperationTest, muchOutputTakesLittleMemory)
 #endif
     script("zyn-v8/build.command",
            "yes 'a line of sixty-four characters, which is what many a line has' | head -c 100000000\n"
-           "head -c 50000000 /dev/zero | tr '\\0' x >&2\n"
-           "head -c 50000000 /dev/zero | tr '\\0' y\n");
+           "head -c 20000000 /dev/zero | tr '\\0' x >&2\n"
+           "head -c 20000000 /dev/zero | tr '\\0' y\n");
     const auto shown = model();
     forgetPeak();
     const long before = peak();

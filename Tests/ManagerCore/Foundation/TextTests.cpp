@@ -66,6 +66,11 @@ TEST(TextCharacters, countAsAReaderSeesThem)
     EXPECT_EQ(Text::lastCharacters("ab", 0), "");
     EXPECT_EQ(Text::lastCharacters("x" + family, 1), family);
     EXPECT_EQ(Text::lastCharacters("xe\u0301\r\n", 2), "e\u0301\r\n");
+    const std::string flags = "🇩🇪"
+                              "🇫🇷";
+    EXPECT_EQ(Text::lastCharacters("🇩ab" + flags, 2), flags) << "letters end a pair";
+    EXPECT_EQ(Text::lastCharacters("👩ab‍👧", 1), "👧") << "a joiner behind a letter joins nothing";
+    EXPECT_EQ(Text::lastCharacters("xab\u0301", 1), "b\u0301");
 }
 
 // Of a long text the last lines decide, where they hold enough characters.
