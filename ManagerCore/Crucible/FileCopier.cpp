@@ -37,10 +37,12 @@ FileCopier::FileCopier()
 FileCopier::Outcome FileCopier::copy(int source, int destination, const struct stat& facts, const OnBytes& onBytes)
 {
     const off_t length = facts.st_size;
-    if (length > 0 && ::ftruncate(destination, length) != 0) {
+    const bool lengthIsSet = length > 0 && ::ftruncate(destination, length) == 0;
+    if (length > 0 && !lengthIsSet && errno != EPERM && errno != EINVAL && errno != ENOTSUP) {
         return {.trouble = Trouble::writing, .error = errno};
     }
-    const bool holes = hasHoles(facts);
+    // Volumes that cannot lengthen a file have no holes either.
+    const bool holes = lengthIsSet && hasHoles(facts);
     for (off_t offset = 0; offset < length;) {
         const auto stretch = holes ? nextData(source, offset, length) : Stretch {.begin = 0, .end = length};
         if (!stretch) {

@@ -38,8 +38,8 @@ public:
     // hole there is space that was set aside for it.
     static bool hasHoles(const struct stat& facts);
 
-    // Fills the new, empty file `destination`: first its length, then every stretch that is data in the source. Holes
-    // of the source stay holes, data never becomes one. `facts` are the source's.
+    // Fills the new, empty file `destination`: first its length, where the volume can set it, then every stretch that
+    // is data in the source. Holes of the source stay holes, data never becomes one. `facts` are the source's.
     Outcome copy(int source, int destination, const struct stat& facts, const OnBytes& onBytes);
 
 private:
