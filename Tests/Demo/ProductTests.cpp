@@ -2,13 +2,8 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "ManagerCore/Foundation/Identity.h"
-#include "ManagerCore/Foundation/ManagerActions.h"
 #include "Tests/Demo/SampleHome.h"
 
-namespace fs = std::filesystem;
-using ManagerCore::Identity;
-using ManagerCore::ManagerActions;
 using namespace TestSupport;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -29,26 +24,19 @@ protected:
     }
 };
 
-TEST_F(DemoProduct, theDescriptorIsTheEmbeddedOneMovedIntoTheHome)
+TEST_F(DemoProduct, theDescriptorNamesOnlyPathsInTheHome)
 {
-    const fs::path embedded = demoFolder().parent_path() / "CodeManagerApp/Resources/identity.toml";
-    Identity expected = Identity::load(embedded).value_or(Identity::empty);
-    expected.marker += "-sample";
-    for (auto* list : {&expected.appPaths,
-                       &expected.binaries,
-                       &expected.configDirs,
-                       &expected.modelPaths,
-                       &expected.modelLocations,
-                       &expected.sweepDirs}) {
-        for (std::string& path : *list) {
-            path = path.starts_with('/') ? "~" + path : path;
-        }
+    const std::string identity = manage("identity").dump();
+    EXPECT_THAT(identity, HasSubstr("\"~/Applications/Zyn.app\""));
+    EXPECT_THAT(identity, testing::Not(HasSubstr("\"/")));
+    EXPECT_THAT(identity, HasSubstr("-sample\""));
+    EXPECT_THAT(identity, HasSubstr("\"com.zyn.mlx-vantor.sample\""));
+    EXPECT_THAT(identity, HasSubstr("\"" + std::to_string(port) + "\""));
+    for (const fs::directory_entry& database : fs::directory_iterator(sample / "databases")) {
+        EXPECT_THAT(read(database.path()), testing::Not(HasSubstr("= \"/")));
     }
-    EXPECT_EQ(Identity::load(sample() / "zyn.toml"), expected);
-    ManagerActions expectedActions = ManagerActions::load(embedded);
-    expectedActions.launchAgent = "com.zyn.mlx-vantor.sample";
-    expectedActions.serverPort = std::to_string(port());
-    EXPECT_EQ(ManagerActions::load(sample() / "zyn.toml"), expectedActions);
+    const EnvironmentVariable root("ZYN_CRUCIBLE_ROOT", "/elsewhere");
+    EXPECT_THAT(runInside("/usr/bin/env", {}).stdout, testing::Not(HasSubstr("ZYN_CRUCIBLE_")));
 }
 
 TEST_F(DemoProduct, aCheckFindsTheIntendedWarnings)
@@ -59,20 +47,19 @@ TEST_F(DemoProduct, aCheckFindsTheIntendedWarnings)
             warnings.push_back(finding["check"].get<std::string>() + ": " + finding["message"].get<std::string>());
         }
     }
-    EXPECT_THAT(
-        warnings,
-        testing::ElementsAre(StartsWith("executables: On the PATH “zyn” is “" + (sample() / "bin/zyn").string()),
-                             StartsWith("executables: The PATH holds 2 other programs called “zyn”"),
-                             HasSubstr("holds 2 links that lead nowhere"),
-                             StartsWith("databases: The database “Quill”")));
+    EXPECT_THAT(warnings,
+                testing::ElementsAre(StartsWith("executables: On the PATH “zyn” is “" + (sample / "bin/zyn").string()),
+                                     StartsWith("executables: The PATH holds 2 other programs called “zyn”"),
+                                     HasSubstr("holds 2 links that lead nowhere"),
+                                     StartsWith("databases: The database “Quill”")));
 }
 
 TEST_F(DemoProduct, aScanFindsTheProductAndNoOtherProgram)
 {
-    const Tree before = treeOf(sample());
+    const Tree before = treeOf(sample);
     std::map<std::string, std::string> found;
     for (const auto& item : manage("scan")) {
-        const std::string path = fs::path(item["path"].get<std::string>()).lexically_relative(sample()).string();
+        const std::string path = fs::path(item["path"].get<std::string>()).lexically_relative(sample).string();
         found[item["category"].get<std::string>()] += path + "|";
     }
 #ifdef __APPLE__
@@ -102,7 +89,7 @@ TEST_F(DemoProduct, aScanFindsTheProductAndNoOtherProgram)
          ".vscode/extensions/zyn-labs.zyn-code-1.2.3|"},
         {"AI Model", "Volumes/Vault/zyn-crucible|.zyn-crucible|.lmstudio/models/zyn-labs/Vantor-7B-4bit|"}};
     EXPECT_EQ(found, expected);
-    EXPECT_EQ(treeOf(sample()), before);
+    EXPECT_EQ(treeOf(sample), before);
 }
 
 } // namespace

@@ -52,13 +52,22 @@ int fail(const std::string& sentence)
     return 1;
 }
 
+// Control characters would make lines of their own in the log and are not allowed in JSON.
+std::string printable(std::string text)
+{
+    for (char& character : text) {
+        character = static_cast<unsigned char>(character) < ' ' ? '?' : character;
+    }
+    return text;
+}
+
 // Without weights when the folder contains no config.json or no weights, or cannot be read.
 Model readModel(const fs::path& path)
 {
     std::error_code error;
     const fs::path folder = fs::canonical(path, error);
     const fs::path place = folder.filename() == "3_final" ? folder.parent_path() : folder;
-    Model model {folder.string(), (place.parent_path().filename() / place.filename()).string()};
+    Model model {printable(folder.string()), printable((place.parent_path().filename() / place.filename()).string())};
     if (error || !fs::exists(folder / "config.json", error)) {
         return model;
     }
@@ -72,31 +81,6 @@ Model readModel(const fs::path& path)
         }
     }
     return model;
-}
-
-// Control characters would make lines of their own in the log and are not allowed in JSON.
-std::string printable(std::string text)
-{
-    for (char& character : text) {
-        character = static_cast<unsigned char>(character) < ' ' ? '?' : character;
-    }
-    return text;
-}
-
-std::string healthOf(const Model& model)
-{
-    std::ostringstream body;
-    body << R"({"status":"ok","model":)" << std::quoted(printable(model.name)) << R"(,"folder":)"
-         << std::quoted(printable(model.folder)) << R"(,"weight_bytes":)" << model.bytes << "}";
-    return body.str();
-}
-
-std::string modelsOf(const Model& model)
-{
-    std::ostringstream body;
-    body << R"({"object":"list","data":[{"id":)" << std::quoted(printable(model.name))
-         << R"(,"object":"model","owned_by":"zyn-labs"}]})";
-    return body.str();
 }
 
 // The request up to the end of its header, at most 8 KiB of it. A silent client is dropped after two seconds.
@@ -125,29 +109,38 @@ void answer(int client, const Model& model)
     std::string path;
     std::string version;
     request >> method >> path >> version;
-    std::string status = "404 Not Found";
-    std::string body = R"({"error":{"message":"There is nothing at this path."}})";
+    std::string status = "200 OK";
+    std::ostringstream body;
     if (version.empty()) {
         status = "400 Bad Request";
-        body = R"({"error":{"message":"The request has no method, path and version."}})";
+        body << R"({"error":{"message":"The request has no method, path and version."}})";
     } else if (method != "GET") {
         status = "405 Method Not Allowed";
-        body = R"({"error":{"message":"Only GET is supported."}})";
-    } else if (path == "/health" || path == "/v1/models") {
-        status = "200 OK";
-        body = path == "/health" ? healthOf(model) : modelsOf(model);
+        body << R"({"error":{"message":"Only GET is supported."}})";
+    } else if (path == "/health") {
+        body << R"({"status":"ok","model":)" << std::quoted(model.name) << R"(,"folder":)" << std::quoted(model.folder)
+             << R"(,"weight_bytes":)" << model.bytes << "}";
+    } else if (path == "/v1/models") {
+        body << R"({"object":"list","data":[{"id":)" << std::quoted(model.name)
+             << R"(,"object":"model","owned_by":"zyn-labs"}]})";
+    } else {
+        status = "404 Not Found";
+        body << R"({"error":{"message":"There is nothing at this path."}})";
     }
     const std::string reply = "HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\nContent-Length: "
-        + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+        + std::to_string(body.str().size()) + "\r\nConnection: close\r\n\r\n" + body.str();
     send(client, reply.data(), reply.size(), 0);
     close(client);
-    log(printable(method + " " + path) + " " + status.substr(0, 3));
+    log(printable((method + " " + path).substr(0, 200)) + " " + status.substr(0, 3));
 }
 
 // A listening socket on 127.0.0.1; -1 with errno.
 int listenOn(std::uint16_t port)
 {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    if (listener < 0) {
+        return -1;
+    }
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address {};
@@ -161,6 +154,12 @@ int listenOn(std::uint16_t port)
 // A thread answers, while this one waits for the signals that end the process.
 int serve(const std::string& folder, std::uint16_t port)
 {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
     const Model model = readModel(folder);
     if (model.files == 0) {
         return fail("There is no model at " + folder + ": a folder with config.json and weights is needed.");
@@ -171,12 +170,6 @@ int serve(const std::string& folder, std::uint16_t port)
         return fail(errno == EADDRINUSE ? "The address " + address + " is already used by another program."
                                         : "The address " + address + " cannot be used: " + std::strerror(errno) + ".");
     }
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
     log("serving " + model.name + " (" + std::to_string(model.files) + " weight files, " + std::to_string(model.bytes)
         + " bytes) from " + model.folder);
     log("listening on http://" + address);
