@@ -2,18 +2,25 @@
 # What the product's installers left: executables, configuration, bundles, editor extensions, projects. Paths are
 # relative to the home.
 
+# Sets `file` to a path of the new home and creates the folders above it.
+place()
+{
+    file=$stage/$1
+    [ -d "${file%/*}" ] || mkdir -p "${file%/*}"
+}
+
 # Standard input becomes the file: text PATH
 text()
 {
-    local file=$stage/$1
-    mkdir -p "${file%/*}"
+    place "$1"
     cat >"$file"
 }
 
 # One line becomes the file: line PATH TEXT
 line()
 {
-    printf '%s\n' "$2" | text "$1"
+    place "$1"
+    printf '%s\n' "$2" >"$file"
 }
 
 # Files of a given size, as lines "SIZE PATH" on standard input. They have no holes, so they occupy that size.
@@ -21,15 +28,15 @@ sized_files()
 {
     local size path
     while read -r size path; do
-        head -c "$size" < <(yes "$path" 2>/dev/null) | text "$path"
+        place "$path"
+        head -c "$size" < <(yes "$path" 2>/dev/null) >"$file"
     done
 }
 
 # A link to a path of the home: link PATH DESTINATION
 link()
 {
-    local file=$stage/$1
-    mkdir -p "${file%/*}"
+    place "$1"
     ln -s "$home/$2" "$file"
 }
 
