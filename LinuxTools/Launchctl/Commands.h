@@ -6,13 +6,13 @@
 namespace LinuxTools::Commands
 {
 
-struct Result {
-    int code = 0;
-    std::string output;
-    std::string error;
+struct Output {
+    int status = 0;
+    std::string stdoutText;
+    std::string stderrText;
 };
 
-// Does what launchctl is asked for; the arguments are those after the program's name. Blocks until it is done.
-Result run(const std::vector<std::string>& arguments);
+// Runs launchctl. `arguments` does not contain the name of the program.
+Output run(const std::vector<std::string>& arguments);
 
 } // namespace LinuxTools::Commands

@@ -9,41 +9,38 @@
 namespace LinuxTools
 {
 
-enum class Restart : std::uint8_t { never, always, onSuccess, onFailure, onCrash };
-
 struct ResourceLimit {
-    std::string name; // as systemd calls it, without "Limit": "NOFILE"
-    int resource = 0; // as setrlimit takes it
+    std::string name; // systemd's, without "Limit": "NOFILE"
+    int resource = 0; // setrlimit's
     std::optional<std::uint64_t> soft;
     std::optional<std::uint64_t> hard;
 };
 
-// What an agent's property list says, with launchd's defaults for what it does not say.
+// The property list of a launch agent, with launchd's defaults.
 struct Job {
     std::string label; // never empty
-    std::string program; // a full path
-    std::vector<std::string> arguments; // from argv[0] on, never empty
+    std::string program; // an absolute path
+    std::vector<std::string> arguments; // argv[0] first, never empty
     std::map<std::string, std::string> environment;
-    std::string workingDirectory = "/"; // a full path
-    bool startsAtLoad = false;
-    Restart restart = Restart::never;
-    std::string outputPath; // a full path, or empty
-    std::string errorPath;
-    std::uint32_t throttleInterval = 10; // seconds, as all that follow
-    std::optional<std::uint32_t> startInterval;
-    std::uint32_t exitTimeOut = 20; // 0 stands for ever
+    std::string workingDirectory = "/"; // an absolute path
+    bool runAtLoad = false;
+    std::string restart = "no"; // systemd's value for KeepAlive
+    std::string outputPath; // absolute or empty
+    std::string errorPath; // absolute or empty
+    std::uint32_t throttleInterval = 10; // seconds
+    std::optional<std::uint32_t> startInterval; // seconds
+    std::uint32_t exitTimeOut = 20; // seconds; 0 is no limit
     std::optional<int> nice;
     std::optional<unsigned> umask;
     bool background = false;
     std::vector<ResourceLimit> limits;
-    std::vector<std::string> remarks; // one sentence for each key that is left out
+    std::vector<std::string> warnings; // one sentence per ignored key
 };
 
-// A sentence that tells that something of the property list is not heeded here.
-std::string leftOut(const std::string& what, const std::string& label, const std::string& why);
-
-// The home, user, search path and shell that launchd gives every agent, `home` being the user's; what the property list
-// says comes on top.
-std::map<std::string, std::string> environmentOf(const Job& job, const std::string& home);
+// The warning for an ignored key. `condition` is "" or begins with a space.
+inline std::string unsupportedKey(const std::string& label, const std::string& key, const std::string& condition = "")
+{
+    return "The key “" + key + "” of “" + label + "” is not supported" + condition + ".";
+}
 
 } // namespace LinuxTools

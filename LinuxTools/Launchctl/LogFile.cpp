@@ -1,35 +1,36 @@
 #include "LinuxTools/Launchctl/LogFile.h"
-#include "ManagerCore/Foundation/WholeFile.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
-namespace LinuxTools::LogFile
+#include "ManagerCore/Foundation/WholeFile.h"
+#include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/UniqueFd.h"
+
+namespace LinuxTools
 {
 
-std::optional<std::string> prepare(const std::string& file)
+std::vector<std::string> prepareLogs(Job& job)
 {
-    const std::filesystem::path path = file;
-    struct stat found {};
-    if (::stat(path.c_str(), &found) == 0) {
-        if (S_ISDIR(found.st_mode)) {
-            return "is a folder";
+    std::vector<std::string> warnings;
+    for (std::string* log : {&job.outputPath, &job.errorPath}) {
+        if (log->empty()) {
+            continue;
         }
-        if (S_ISFIFO(found.st_mode) || S_ISSOCK(found.st_mode)) {
-            return "is no file";
+        const std::filesystem::path file = *log;
+        auto error = ManagerCore::WholeFile::makeFolders(file.parent_path(), 0777);
+        // O_NONBLOCK: the path may name a FIFO.
+        constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        if (!error && !ManagerCore::Platform::UniqueFd(::open(file.c_str(), flags, 0666)).isOpen()) {
+            error = ManagerCore::Platform::ErrorText::saving(errno, file);
         }
-        return ::access(path.c_str(), W_OK) == 0 ? std::nullopt : std::optional<std::string>("cannot be written");
+        if (error) {
+            warnings.push_back(*error);
+            log->clear();
+        }
     }
-    if (errno != ENOENT) {
-        return "cannot be reached";
-    }
-    if (ManagerCore::WholeFile::makeFolders(path.parent_path(), 0777)
-        || ::access(path.parent_path().c_str(), W_OK | X_OK) != 0) {
-        return "lies in a folder that cannot be written";
-    }
-    return std::nullopt;
+    return warnings;
 }
 
-} // namespace LinuxTools::LogFile
+} // namespace LinuxTools

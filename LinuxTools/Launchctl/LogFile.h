@@ -1,13 +1,15 @@
 #pragma once
 
-#include <optional>
 #include <string>
+#include <vector>
 
-namespace LinuxTools::LogFile
+#include "LinuxTools/Launchctl/Job.h"
+
+namespace LinuxTools
 {
 
-// Makes the folder of a job's log file where it is missing. launchd would then run the job without its log, systemd
-// would not run it at all. Absent when the job can write its log there, else why it cannot, as the end of a sentence.
-std::optional<std::string> prepare(const std::string& file);
+// Creates the log files of a job and their folders. Removes a log that cannot be opened from the job, because systemd
+// and start-stop-daemon do not start a service without its log. Returns one warning for each.
+std::vector<std::string> prepareLogs(Job& job);
 
-} // namespace LinuxTools::LogFile
+} // namespace LinuxTools

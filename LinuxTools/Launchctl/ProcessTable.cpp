@@ -1,14 +1,11 @@
 #include "LinuxTools/Launchctl/ProcessTable.h"
 
-#include <array>
 #include <charconv>
-#include <fcntl.h>
 #include <filesystem>
-#include <string_view>
+#include <fstream>
+#include <sstream>
 #include <system_error>
-#include <unistd.h>
 
-#include "LinuxTools/Shared/Descriptor.h"
 #include "ManagerCore/Foundation/Text.h"
 
 namespace LinuxTools::ProcessTable
@@ -17,66 +14,64 @@ namespace LinuxTools::ProcessTable
 namespace
 {
 
-// Files of /proc are read with one call: they have no size.
-std::string readSmall(const std::string& file)
+// Reading fails when the process ends meanwhile. operator<< does not throw then, as a stream iterator does.
+std::string read(const std::string& file)
 {
-    const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    std::array<char, 4096> buffer {};
-    const ssize_t count = opened.isOpen() ? ::read(opened.get(), buffer.data(), buffer.size()) : -1;
-    return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : std::string();
-}
-
-template <class Number> Number numberIn(std::string_view text)
-{
-    Number value {};
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 } // namespace
 
-std::optional<Entry> entryOf(pid_t pid)
+std::optional<Process> find(pid_t pid)
 {
-    const std::string line = readSmall("/proc/" + std::to_string(pid) + "/stat");
-    // The second field is the program's name in parentheses, which may hold spaces and parentheses itself.
-    const std::size_t end = line.rfind(')');
-    if (end == std::string::npos) {
+    const std::string line = read("/proc/" + std::to_string(pid) + "/stat");
+    // The second field is the name in parentheses, which may contain spaces and parentheses.
+    const std::size_t nameEnd = line.rfind(')');
+    if (nameEnd == std::string::npos) {
         return std::nullopt;
     }
-    const auto fields = ManagerCore::Text::pieces(std::string_view(line).substr(end + 1), ' ');
-    constexpr std::size_t firstField = 3;
-    constexpr std::size_t sessionField = 6 - firstField;
-    constexpr std::size_t startField = 22 - firstField;
+    const auto fields = ManagerCore::Text::pieces(std::string_view(line).substr(nameEnd + 1), ' ');
+    constexpr std::size_t sessionField = 3;
+    constexpr std::size_t startField = 19;
     if (fields.size() <= startField) {
         return std::nullopt;
     }
-    return Entry {.pid = pid,
-                  .state = fields.front().front(),
-                  .session = numberIn<pid_t>(fields[sessionField]),
-                  .startTime = numberIn<std::uint64_t>(fields[startField])};
+    Process process {.pid = pid, .alive = fields[0] != "Z" && fields[0] != "X"};
+    std::istringstream(std::string(fields[sessionField])) >> process.session;
+    std::istringstream(std::string(fields[startField])) >> process.startTime;
+    return process;
 }
 
-std::vector<Entry> membersOf(pid_t session)
+std::vector<Process> inSession(pid_t session)
 {
-    std::vector<Entry> members;
+    std::vector<Process> members;
     std::error_code error;
     std::filesystem::directory_iterator folder("/proc", error);
     for (; !error && folder != std::filesystem::directory_iterator(); folder.increment(error)) {
-        const auto pid = numberIn<pid_t>(folder->path().filename().string());
-        const auto entry = pid > 0 ? entryOf(pid) : std::nullopt;
-        if (entry && entry->session == session && entry->isAlive()) {
-            members.push_back(*entry);
+        const std::string name = folder->path().filename().string();
+        pid_t pid = 0;
+        std::from_chars(name.data(), name.data() + name.size(), pid);
+        const auto process = pid > 0 ? find(pid) : std::nullopt;
+        if (process && process->session == session && process->alive) {
+            members.push_back(*process);
         }
     }
     return members;
 }
 
-std::string boot()
+bool hasEnvironment(pid_t pid, const std::string& entry)
 {
-    const std::string identifier = readSmall("/proc/sys/kernel/random/boot_id");
-    const auto first = entryOf(1);
-    return std::string(ManagerCore::Text::trimWhiteSpaceAndLineBreaks(identifier)) + "+"
-        + std::to_string(first ? first->startTime : 0);
+    const std::string zero(1, '\0');
+    return (zero + read("/proc/" + std::to_string(pid) + "/environ")).contains(zero + entry + zero);
+}
+
+std::string bootId()
+{
+    // A container keeps the boot_id of its host; its first process is new after each start.
+    const auto first = find(1);
+    return read("/proc/sys/kernel/random/boot_id") + std::to_string(first ? first->startTime : 0);
 }
 
 } // namespace LinuxTools::ProcessTable

@@ -6,25 +6,27 @@
 #include <sys/types.h>
 #include <vector>
 
-// The running processes, as /proc tells them.
+// Processes as /proc lists them.
 namespace LinuxTools::ProcessTable
 {
 
-struct Entry {
+struct Process {
     pid_t pid = 0;
-    char state = '?'; // "Z" and "X" are dead
     pid_t session = 0;
-    std::uint64_t startTime = 0; // in ticks since the system's start: with it a number that is used again is told apart
-
-    [[nodiscard]] bool isAlive() const { return state != 'Z' && state != 'X'; }
+    std::uint64_t startTime = 0; // clock ticks since the boot; tells processes with the same pid apart
+    bool alive = false; // false for a zombie
 };
 
-std::optional<Entry> entryOf(pid_t pid);
+// Empty when there is no process with that pid.
+std::optional<Process> find(pid_t pid);
 
-// The living processes of the session.
-std::vector<Entry> membersOf(pid_t session);
+// The living processes of a session.
+std::vector<Process> inSession(pid_t session);
 
-// Names this run of the system, also for a container that was started anew on a system that was not.
-std::string boot();
+// Whether the process was started with this entry ("NAME=value") in its environment.
+bool hasEnvironment(pid_t pid, const std::string& entry);
+
+// Identifies this run of the system, or of the container.
+std::string bootId();
 
 } // namespace LinuxTools::ProcessTable

@@ -1,14 +1,13 @@
 #include "LinuxTools/Launchctl/UnitText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
-#include <optional>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "LinuxTools/Launchctl/UnitName.h"
+#include "LinuxTools/Launchctl/Label.h"
 #include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Platform/Platform.h"
 
 namespace LinuxTools::UnitText
 {
@@ -18,127 +17,61 @@ namespace
 
 bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f; }
 
-std::string hexadecimal(char byte)
+std::string escape(char byte, bool isUtf8)
 {
     constexpr std::string_view digits = "0123456789abcdef";
-    const auto value = static_cast<unsigned char>(byte);
-    return {'\\', 'x', digits[value / 16U], digits[value % 16U]};
-}
-
-std::string escaped(char byte, bool plainText)
-{
-    switch (byte) {
-    case '"':
-        return "\\\"";
-    case '\\':
-        return "\\\\";
-    case '\n':
-        return "\\n";
-    case '\t':
-        return "\\t";
-    default:
-        return isControl(byte) || (byte < 0 && !plainText) ? hexadecimal(byte) : std::string(1, byte);
+    if (byte == '"' || byte == '\\') {
+        return {'\\', byte};
     }
-}
-
-// What stands after the backslash, but for "x".
-char unescaped(char kind)
-{
-    switch (kind) {
-    case 'n':
-        return '\n';
-    case 't':
-        return '\t';
-    default:
-        return kind;
+    if (isControl(byte) || (byte < 0 && !isUtf8)) {
+        const auto value = static_cast<unsigned char>(byte);
+        return {'\\', 'x', digits[value / 16U], digits[value % 16U]};
     }
+    return {byte};
 }
 
-char byteOf(std::string_view digits)
-{
-    unsigned value = 0;
-    std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-    return static_cast<char>(value);
-}
-
-// systemd replaces what follows a "%" in most places; two of them stand for one.
+// systemd replaces "%" and a letter; "%%" is a percent sign.
 std::string withoutSpecifiers(std::string_view text)
 {
-    std::string kept;
+    std::string result;
     for (const char byte : text) {
-        kept += byte;
-        if (byte == '%') {
-            kept += byte;
-        }
+        result.append(byte == '%' ? 2 : 1, byte);
     }
-    return kept;
+    return result;
 }
 
-std::string word(std::string_view text) { return withoutSpecifiers(quoted(text)); }
+std::string word(std::string_view text) { return withoutSpecifiers(quote(text)); }
 
-// Whether systemd takes a path that stands alone after "=", where it knows neither quotes nor escapes.
-bool isPlainPath(std::string_view path)
+// Whether systemd accepts the path after "=", where it knows neither quotes nor escapes.
+bool isPlainPath(const std::string& path)
 {
-    const auto pieces = ManagerCore::Text::pieces(path, '/');
+    const auto parts = ManagerCore::Text::pieces(path, '/');
     return ManagerCore::Text::isUtf8(path) && std::ranges::none_of(path, isControl) && !path.ends_with(' ')
-        && !path.ends_with('\\') && std::ranges::find(pieces, "..") == pieces.end();
+        && !path.ends_with('\\') && std::ranges::find(parts, "..") == parts.end();
 }
 
-// Whether systemd takes a program by this path.
-bool isPlainProgram(std::string_view path)
+// Whether systemd accepts the path of a program.
+bool isPlainProgram(const std::string& path)
 {
-    return std::ranges::none_of(path, isControl) && path.find_first_of("\"'\\") == std::string_view::npos
-        && !path.ends_with('/');
+    return std::ranges::none_of(path, isControl) && path.find_first_of("\"'\\") == std::string::npos;
 }
 
-bool isNameOfVariable(std::string_view name)
+bool isVariable(const std::string& name, const std::string& value)
 {
     const auto isLetter
         = [](char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || byte == '_'; };
-    return !name.empty() && isLetter(name.front())
-        && std::ranges::all_of(name, [&](char byte) { return isLetter(byte) || (byte >= '0' && byte <= '9'); });
+    const auto isDigit = [](char byte) { return byte >= '0' && byte <= '9'; };
+    const auto isForbidden = [](char byte) { return isControl(byte) && byte != '\t' && byte != '\n'; };
+    return isLetter(name.front()) && std::ranges::all_of(name, [&](char c) { return isLetter(c) || isDigit(c); })
+        && ManagerCore::Text::isUtf8(value) && std::ranges::none_of(value, isForbidden);
 }
 
-bool isValueOfVariable(std::string_view value)
+std::string head(const Job& job, const std::filesystem::path& propertyList, const std::filesystem::path& loadedMark)
 {
-    return ManagerCore::Text::isUtf8(value)
-        && std::ranges::none_of(value, [](char byte) { return isControl(byte) && byte != '\t' && byte != '\n'; });
-}
-
-// At a login systemd starts an enabled unit, and looks at these first: an agent whose property list has gone since is
-// no longer there for launchd. While it is loaded the mark stands, so that its start never depends on the list.
-std::string condition(const AgentRecord& record, const std::filesystem::path& loadedMark)
-{
-    if (!isPlainPath(record.propertyList) || !isPlainPath(loadedMark.string())) {
-        return {};
-    }
-    return "ConditionPathExists=|" + withoutSpecifiers(record.propertyList) + "\nConditionPathExists=|"
+    const std::string list = withoutSpecifiers(propertyList.string());
+    return std::string(header) + "[Unit]\nDescription=" + withoutSpecifiers(Label::escape(job.label))
+        + "\nSourcePath=" + list + "\nConditionPathExists=|" + list + "\nConditionPathExists=|"
         + withoutSpecifiers(loadedMark.string()) + "\n";
-}
-
-std::string head(const Job& job)
-{
-    return "# Made by launchctl from the agent’s property list; “launchctl bootout” removes it.\n[Unit]\nDescription="
-        + withoutSpecifiers(UnitName::escaped(job.label)) + "\n";
-}
-
-std::string install(const std::string& target) { return "\n[Install]\nWantedBy=" + target + "\n"; }
-
-const char* restartWord(Restart restart)
-{
-    switch (restart) {
-    case Restart::always:
-        return "always";
-    case Restart::onSuccess:
-        return "on-success";
-    case Restart::onFailure:
-        return "on-failure";
-    case Restart::onCrash:
-        return "on-abnormal";
-    case Restart::never:
-        break;
-    }
-    return "no";
 }
 
 std::string limitLine(const ResourceLimit& limit)
@@ -151,112 +84,63 @@ std::string limitLine(const ResourceLimit& limit)
     return "Limit" + limit.name + "=" + text(soft) + ":" + text(hard) + "\n";
 }
 
-// The lines that start the job. What systemd does not take as a setting a shell does before it becomes the program.
-class Start
+// ":" keeps "$" as it is; "@" gives argv[0] apart from the program. A program whose path systemd does not accept is
+// run by env, which cannot set argv[0].
+std::string commandLine(const Job& job, std::vector<std::string>& warnings)
 {
-public:
-    explicit Start(const Job& job)
-        : job_(job)
-    {
-        goInto(job.workingDirectory);
-        redirect(job.outputPath, "StandardOutput", "exec >>\"$1\" || exit 209; shift; ");
-        redirect(job.errorPath, "StandardError", "exec 2>>\"$1\" || exit 209; shift; ");
+    const bool direct = isPlainProgram(job.program);
+    std::string line = direct ? word(":@" + job.program) : "\":/usr/bin/env\" " + word(job.program);
+    line += direct ? " " + word(job.arguments.front()) : "";
+    if (!direct && job.arguments.front() != job.program) {
+        warnings.push_back(unsupportedKey(job.label, "ProgramArguments[0]", " for this path"));
     }
-
-    Unit lines()
-    {
-        const bool needsShell = !script_.empty() || !isPlainProgram(job_.program);
-        Unit made;
-        made.text = "ExecStart=" + (needsShell ? throughShell(made.remarks) : directly()) + "\n" + settings_;
-        return made;
+    for (auto argument = job.arguments.begin() + 1; argument != job.arguments.end(); ++argument) {
+        line += " " + word(*argument);
     }
+    return "ExecStart=" + line + "\n";
+}
 
-private:
-    void goInto(const std::string& folder)
-    {
-        if (isPlainPath(folder)) {
-            settings_ += "WorkingDirectory=" + withoutSpecifiers(folder) + "\n";
-        } else {
-            script_ += "cd -- \"$1\" || exit 200; shift; ";
-            operands_.push_back(folder);
-        }
-    }
-
-    void redirect(const std::string& path, const std::string& setting, const std::string& step)
-    {
-        if (isPlainPath(path)) {
-            settings_ += path.empty() ? "" : setting + "=append:" + withoutSpecifiers(path) + "\n";
-        } else {
-            script_ += step;
-            operands_.push_back(path);
-        }
-    }
-
-    // ":" leaves "$" alone, "@" lets argv[0] differ from the program's path.
-    [[nodiscard]] std::string directly() const
-    {
-        std::string line = word(":@" + job_.program);
-        for (const std::string& argument : job_.arguments) {
-            line += " " + word(argument);
-        }
-        return line;
-    }
-
-    std::string throughShell(std::vector<std::string>& remarks)
-    {
-        if (job_.arguments.front() != job_.program) {
-            remarks.push_back(leftOut("the first of the “ProgramArguments”", job_.label, "differs from the program"));
-        }
-        std::string line = word(":/bin/sh") + " " + word("-c") + " " + word(script_ + "exec \"$@\"") + " " + word("sh");
-        for (const std::string& operand : operands_) {
-            line += " " + word(operand);
-        }
-        line += " " + word(job_.program);
-        for (auto argument = job_.arguments.begin() + 1; argument != job_.arguments.end(); ++argument) {
-            line += " " + word(*argument);
-        }
-        return line;
-    }
-
-    const Job& job_;
-    std::string settings_;
-    std::string script_;
-    std::vector<std::string> operands_;
-};
-
-// The home is the one the agent was loaded for: the user manager's may be another. The rest of what launchd gives every
-// agent is the user manager's to give.
-std::string environmentLines(const Job& job, const std::string& home, std::vector<std::string>& remarks)
+std::string logLines(const Job& job, std::vector<std::string>& warnings)
 {
     std::string lines;
-    const auto add = [&](const std::string& name, const std::string& value) {
-        if (isNameOfVariable(name) && isValueOfVariable(value)) {
-            lines += "Environment=" + word(name + "=" + value) + "\n";
-        } else {
-            remarks.push_back(leftOut("the environment variable “" + name + "”", job.label, "cannot be handed over"));
+    const auto add = [&](const std::string& key, const std::string& setting, const std::string& path) {
+        if (!isPlainPath(path)) {
+            warnings.push_back(unsupportedKey(job.label, key, " for this path"));
+        } else if (!path.empty()) {
+            lines += setting + "=append:" + withoutSpecifiers(path) + "\n";
         }
     };
-    if (!job.environment.contains("HOME")) {
-        add("HOME", home);
-    }
+    add("StandardOutPath", "StandardOutput", job.outputPath);
+    add("StandardErrorPath", "StandardError", job.errorPath);
+    return lines;
+}
+
+// The home is the caller's, because the user manager's may differ. The user manager adds the other variables.
+std::string environmentLines(const Job& job, std::vector<std::string>& warnings)
+{
+    std::string lines = "Environment=" + word("HOME=" + ManagerCore::Platform::homeFolder().string()) + "\n";
     for (const auto& [name, value] : job.environment) {
-        add(name, value);
+        if (isVariable(name, value)) {
+            lines += "Environment=" + word(name + "=" + value) + "\n";
+        } else {
+            warnings.push_back(unsupportedKey(job.label, "EnvironmentVariables." + name));
+        }
     }
     return lines;
 }
 
-std::string processLines(const Job& job, std::vector<std::string>& remarks)
+std::string processLines(const Job& job, std::vector<std::string>& warnings)
 {
     std::string lines;
     if (job.nice && *job.nice < 0 && ::geteuid() != 0) {
-        remarks.push_back(leftOut("the key “Nice”", job.label, "asks for more than this user may have"));
+        warnings.push_back(unsupportedKey(job.label, "Nice", " with a negative value"));
     } else if (job.nice) {
         lines += "Nice=" + std::to_string(*job.nice) + "\n";
     }
     if (job.umask) {
-        std::string octal(4, '0');
-        for (unsigned digit = 0; digit < 4; digit++) {
-            octal[3 - digit] = static_cast<char>('0' + ((*job.umask >> (3 * digit)) & 7U));
+        std::string octal;
+        for (const unsigned shift : {9U, 6U, 3U, 0U}) {
+            octal += static_cast<char>('0' + ((*job.umask >> shift) & 7U));
         }
         lines += "UMask=" + octal + "\n";
     }
@@ -267,67 +151,58 @@ std::string processLines(const Job& job, std::vector<std::string>& remarks)
     return lines;
 }
 
-std::string endLines(const Job& job)
+std::unexpected<std::string> unsupportedPath(const std::string& path)
 {
-    const std::string patience = job.exitTimeOut == 0 ? "infinity" : std::to_string(job.exitTimeOut);
-    // No pause at all would let a program that ends at once turn in circles.
-    const std::string pause = job.throttleInterval == 0 ? "100ms" : std::to_string(job.throttleInterval);
-    return std::string("Restart=") + restartWord(job.restart) + "\nRestartSec=" + pause + "\nTimeoutStopSec=" + patience
-        + "\n";
+    return std::unexpected("systemd does not support the path " + quote(path) + ".");
+}
+
+std::string restartLines(const Job& job)
+{
+    const std::string stop = job.exitTimeOut == 0 ? "infinity" : std::to_string(job.exitTimeOut);
+    // Without a delay a program that ends at once would restart in a busy loop.
+    const std::string delay = job.throttleInterval == 0 ? "100ms" : std::to_string(job.throttleInterval);
+    return "Restart=" + job.restart + "\nRestartSec=" + delay + "\nTimeoutStopSec=" + stop + "\n";
 }
 
 } // namespace
 
-std::string quoted(std::string_view text)
+std::string quote(std::string_view text)
 {
-    const bool plainText = ManagerCore::Text::isUtf8(text);
-    std::string word = "\"";
+    const bool isUtf8 = ManagerCore::Text::isUtf8(text);
+    std::string quoted = "\"";
     for (const char byte : text) {
-        word += escaped(byte, plainText);
+        quoted += escape(byte, isUtf8);
     }
-    return word + "\"";
+    return quoted + "\"";
 }
 
-std::string unquoted(std::string_view text)
+std::expected<Unit, std::string>
+service(const Job& job, const std::filesystem::path& propertyList, const std::filesystem::path& loadedMark)
 {
-    if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"')) {
-        return std::string(text);
-    }
-    text = text.substr(1, text.size() - 2);
-    std::string plain;
-    for (std::size_t at = 0; at < text.size(); at++) {
-        if (text[at] != '\\' || at + 1 == text.size()) {
-            plain += text[at];
-            continue;
-        }
-        const char kind = text[++at];
-        if (kind == 'x') {
-            const std::string_view digits = text.substr(at + 1, 2);
-            plain += byteOf(digits);
-            at += digits.size();
-        } else {
-            plain += unescaped(kind);
+    for (const std::string& path : {propertyList.string(), loadedMark.string(), job.workingDirectory}) {
+        if (!isPlainPath(path)) {
+            return unsupportedPath(path);
         }
     }
-    return plain;
+    if (!isPlainProgram(job.program) && job.program.contains('=')) {
+        return unsupportedPath(job.program); // env would set a variable
+    }
+    Unit unit;
+    unit.text = head(job, propertyList, loadedMark) + "StartLimitIntervalSec=0\n\n[Service]\n";
+    unit.text += commandLine(job, unit.warnings);
+    unit.text += "WorkingDirectory=" + withoutSpecifiers(job.workingDirectory) + "\n";
+    unit.text += logLines(job, unit.warnings);
+    unit.text += environmentLines(job, unit.warnings);
+    unit.text += processLines(job, unit.warnings) + restartLines(job) + "\n[Install]\nWantedBy=default.target\n";
+    return unit;
 }
 
-Unit service(const Job& job, const AgentRecord& record, const std::filesystem::path& loadedMark)
-{
-    Unit unit = Start(job).lines();
-    std::string text = head(job) + condition(record, loadedMark) + "StartLimitIntervalSec=0\n\n[Service]\n";
-    text += unit.text + environmentLines(job, record.home, unit.remarks) + processLines(job, unit.remarks);
-    text += endLines(job) + (record.startsAtLogin && job.startsAtLoad ? install("default.target") : "");
-    text += "\n" + toText(record);
-    return {.text = std::move(text), .remarks = std::move(unit.remarks)};
-}
-
-std::string timer(const Job& job, const AgentRecord& record, const std::filesystem::path& loadedMark)
+std::string timer(const Job& job, const std::filesystem::path& propertyList, const std::filesystem::path& loadedMark)
 {
     const std::string interval = std::to_string(job.startInterval.value_or(0));
-    return head(job) + condition(record, loadedMark) + "\n[Timer]\nOnActiveSec=" + interval + "\nOnUnitActiveSec="
-        + interval + "\nAccuracySec=100ms\nUnit=" + withoutSpecifiers(UnitName::service(job.label)) + "\n"
-        + (record.startsAtLogin ? install("timers.target") : "") + "\n" + toText(record);
+    return head(job, propertyList, loadedMark) + "\n[Timer]\nOnActiveSec=" + interval + "\nOnUnitActiveSec=" + interval
+        + "\nAccuracySec=100ms\nUnit=" + withoutSpecifiers(Label::escape(job.label) + ".service")
+        + "\n\n[Install]\nWantedBy=timers.target\n";
 }
 
 } // namespace LinuxTools::UnitText

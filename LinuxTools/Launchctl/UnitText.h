@@ -1,32 +1,35 @@
 #pragma once
 
+#include <expected>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "LinuxTools/Launchctl/AgentRecord.h"
 #include "LinuxTools/Launchctl/Job.h"
 
-// Jobs as texts of systemd units.
+// Jobs as systemd units.
 namespace LinuxTools::UnitText
 {
 
-// Between double quotes, with C's escapes: one word for systemd, on one line, whatever the bytes.
-std::string quoted(std::string_view text);
-// What `quoted` was given.
-std::string unquoted(std::string_view text);
+// The first line of every unit that launchctl writes.
+inline constexpr std::string_view header
+    = "# Made by launchctl from the agent’s property list; “launchctl bootout” removes it.\n";
+
+// Between double quotes and with C's escapes, so that systemd reads any bytes as one word.
+std::string quote(std::string_view text);
 
 struct Unit {
     std::string text;
-    std::vector<std::string> remarks; // one sentence for each part of the job that a unit cannot carry
+    std::vector<std::string> warnings;
 };
 
-// The service unit of a job. `record` goes along; `loadedMark` is a file that stands for as long as the agent is loaded
-// in this login, see `condition`.
-Unit service(const Job& job, const AgentRecord& record, const std::filesystem::path& loadedMark);
+// The service unit of a job, or one sentence why systemd cannot run it. At a login systemd starts the service only if
+// the property list still exists; while `loadedMark` exists the service starts in any case.
+std::expected<Unit, std::string>
+service(const Job& job, const std::filesystem::path& propertyList, const std::filesystem::path& loadedMark);
 
 // The unit that starts the service every `startInterval` seconds.
-std::string timer(const Job& job, const AgentRecord& record, const std::filesystem::path& loadedMark);
+std::string timer(const Job& job, const std::filesystem::path& propertyList, const std::filesystem::path& loadedMark);
 
 } // namespace LinuxTools::UnitText

@@ -8,13 +8,13 @@
 int main(int count, char** arguments)
 {
     try {
-        const auto result = LinuxTools::Commands::run(std::vector<std::string>(arguments + 1, arguments + count));
-        std::fwrite(result.output.data(), 1, result.output.size(), stdout);
-        std::fwrite(result.error.data(), 1, result.error.size(), stderr);
-        return std::fflush(stdout) == 0 ? result.code : 1;
-    } catch (const std::exception& failure) {
-        const std::string what = failure.what();
-        std::fputs(("launchctl: The command could not be carried out (" + what + ").\n").c_str(), stderr);
+        const auto output = LinuxTools::Commands::run(std::vector<std::string>(arguments + 1, arguments + count));
+        std::fputs(output.stdoutText.c_str(), stdout);
+        std::fputs(output.stderrText.c_str(), stderr);
+        return std::fflush(stdout) == 0 ? output.status : 1;
+    } catch (const std::exception& error) {
+        std::fputs("launchctl: internal error: ", stderr);
+        std::fputs(error.what(), stderr);
         return 1;
     }
 }

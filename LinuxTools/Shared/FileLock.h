@@ -2,13 +2,13 @@
 
 #include <filesystem>
 
-#include "LinuxTools/Shared/Descriptor.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace LinuxTools
 {
 
-// An exclusive lock among the processes that name the same file. Waits until it is free; given back at the end of its
-// life and when the process ends. Where the file cannot be made nothing is locked and `isHeld` is false.
+// An exclusive lock between processes on a file, which is created if missing. The constructor waits for the lock; the
+// destructor or the end of the process releases it. `isHeld` is false when the file cannot be opened.
 class FileLock
 {
 public:
@@ -17,7 +17,7 @@ public:
     [[nodiscard]] bool isHeld() const { return held_; }
 
 private:
-    Descriptor file_;
+    ManagerCore::Platform::UniqueFd file_;
     bool held_ = false;
 };
 

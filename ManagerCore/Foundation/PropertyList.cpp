@@ -194,6 +194,60 @@ std::string textOf(plist_t node)
     return text == nullptr ? std::string() : std::string(text);
 }
 
+Value::Array arrayOf(plist_t node);
+Value::Dictionary dictionaryOf(plist_t node);
+
+Value valueOf(plist_t node)
+{
+    switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+        std::uint8_t flag = 0;
+        plist_get_bool_val(node, &flag);
+        return {flag != 0};
+    }
+    case PLIST_UINT: {
+        std::uint64_t number = 0;
+        plist_get_uint_val(node, &number);
+        return {static_cast<std::int64_t>(number)}; // negative numbers are in two's complement
+    }
+    case PLIST_STRING:
+        return {textOf(node)};
+    case PLIST_ARRAY:
+        return {arrayOf(node)};
+    case PLIST_DICT:
+        return {dictionaryOf(node)};
+    default:
+        return {};
+    }
+}
+
+Value::Array arrayOf(plist_t node)
+{
+    Value::Array values;
+    for (std::uint32_t index = 0; index < plist_array_get_size(node); index++) {
+        values.push_back(valueOf(plist_array_get_item(node, index)));
+    }
+    return values;
+}
+
+Value::Dictionary dictionaryOf(plist_t node)
+{
+    Value::Dictionary values;
+    plist_dict_iter iterator = nullptr;
+    plist_dict_new_iter(node, &iterator);
+    const std::unique_ptr<void, decltype(&std::free)> iteratorOwner(iterator, &std::free);
+    for (plist_t item = nullptr; iterator != nullptr;) {
+        char* key = nullptr;
+        plist_dict_next_item(node, iterator, &key, &item);
+        const std::unique_ptr<char, decltype(&std::free)> keyOwner(key, &std::free);
+        if (item == nullptr || key == nullptr) {
+            break;
+        }
+        values.emplace_back(key, valueOf(item));
+    }
+    return values;
+}
+
 } // namespace
 
 void Release::operator()(void* root) const { plist_free(root); }
@@ -238,5 +292,7 @@ std::vector<std::string> texts(const Tree& tree, const char* key)
     }
     return found;
 }
+
+Value value(const Tree& tree) { return tree ? valueOf(tree.get()) : Value {}; }
 
 } // namespace ManagerCore::PropertyList

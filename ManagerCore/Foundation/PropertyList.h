@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace ManagerCore::PropertyList
@@ -25,5 +28,16 @@ std::optional<std::string> text(const Tree& tree, const char* key);
 
 // The elements of the array under `key`, which holds texts alone; none for anything else.
 std::vector<std::string> texts(const Tree& tree, const char* key);
+
+// A value and everything in it. Data, dates and reals are std::monostate.
+struct Value {
+    using Array = std::vector<Value>;
+    using Dictionary = std::vector<std::pair<std::string, Value>>;
+
+    std::variant<std::monostate, bool, std::int64_t, std::string, Array, Dictionary> content;
+};
+
+// The whole property list as a value.
+Value value(const Tree& tree);
 
 } // namespace ManagerCore::PropertyList

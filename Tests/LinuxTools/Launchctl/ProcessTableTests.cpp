@@ -1,6 +1,8 @@
 #include "LinuxTools/Launchctl/ProcessTable.h"
 
 #include <csignal>
+#include <cstdlib>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,26 +14,26 @@ namespace
 
 namespace ProcessTable = LinuxTools::ProcessTable;
 
-TEST(ProcessTable, KnowsThisProcess)
+TEST(ProcessTable, FindsThisProcess)
 {
-    const auto entry = ProcessTable::entryOf(::getpid());
-    ASSERT_TRUE(entry);
-    EXPECT_EQ(entry->pid, ::getpid());
-    EXPECT_EQ(entry->session, ::getsid(0));
-    EXPECT_GT(entry->startTime, 0U);
-    EXPECT_TRUE(entry->isAlive());
+    const auto process = ProcessTable::find(::getpid());
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->pid, ::getpid());
+    EXPECT_EQ(process->session, ::getsid(0));
+    EXPECT_GT(process->startTime, 0U);
+    EXPECT_TRUE(process->alive);
 }
 
-TEST(ProcessTable, IsNotLedAstrayByANameWithParentheses)
+TEST(ProcessTable, ReadsANameWithParentheses)
 {
     ::prctl(PR_SET_NAME, "x) Z 1 (y");
-    const auto entry = ProcessTable::entryOf(::getpid());
-    ASSERT_TRUE(entry);
-    EXPECT_EQ(entry->session, ::getsid(0));
-    EXPECT_TRUE(entry->isAlive());
+    const auto process = ProcessTable::find(::getpid());
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->session, ::getsid(0));
+    EXPECT_TRUE(process->alive);
 }
 
-TEST(ProcessTable, KnowsTheMembersOfASessionAndTheDead)
+TEST(ProcessTable, ListsTheLivingProcessesOfASession)
 {
     const pid_t leader = ::fork();
     if (leader == 0) {
@@ -41,25 +43,34 @@ TEST(ProcessTable, KnowsTheMembersOfASessionAndTheDead)
     }
     int status = 0;
     ::waitpid(leader, &status, WUNTRACED);
-    const auto members = ProcessTable::membersOf(leader);
+    const auto members = ProcessTable::inSession(leader);
     ASSERT_EQ(members.size(), 1U);
     EXPECT_EQ(members[0].pid, leader);
 
     ::kill(leader, SIGKILL);
-    siginfo_t ended {};
-    ::waitid(P_PID, static_cast<id_t>(leader), &ended, WEXITED | WNOWAIT);
-    const auto dead = ProcessTable::entryOf(leader);
-    ASSERT_TRUE(dead);
-    EXPECT_FALSE(dead->isAlive());
-    EXPECT_TRUE(ProcessTable::membersOf(leader).empty());
+    siginfo_t info {};
+    ::waitid(P_PID, static_cast<id_t>(leader), &info, WEXITED | WNOWAIT);
+    const auto zombie = ProcessTable::find(leader);
+    ASSERT_TRUE(zombie);
+    EXPECT_FALSE(zombie->alive);
+    EXPECT_TRUE(ProcessTable::inSession(leader).empty());
     ::waitpid(leader, &status, 0);
-    EXPECT_FALSE(ProcessTable::entryOf(leader));
+    EXPECT_FALSE(ProcessTable::find(leader));
 }
 
-TEST(ProcessTable, NamesTheBootAlwaysAlike)
+TEST(ProcessTable, ReadsTheEnvironment)
 {
-    EXPECT_EQ(ProcessTable::boot(), ProcessTable::boot());
-    EXPECT_GT(ProcessTable::boot().size(), 30U);
+    const std::string path = "PATH=" + std::string(std::getenv("PATH"));
+    EXPECT_TRUE(ProcessTable::hasEnvironment(::getpid(), path));
+    EXPECT_FALSE(ProcessTable::hasEnvironment(::getpid(), path.substr(1)));
+    EXPECT_FALSE(ProcessTable::hasEnvironment(::getpid(), path.substr(0, path.size() - 1)));
+    EXPECT_FALSE(ProcessTable::hasEnvironment(0, path));
+}
+
+TEST(ProcessTable, HasABootId)
+{
+    EXPECT_EQ(ProcessTable::bootId(), ProcessTable::bootId());
+    EXPECT_GT(ProcessTable::bootId().size(), 30U);
 }
 
 } // namespace

@@ -1,13 +1,13 @@
-#include "LinuxTools/Launchctl/Places.h"
+#include "LinuxTools/Launchctl/Paths.h"
 
 #include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "LinuxTools/Launchctl/UnitName.h"
+#include "LinuxTools/Launchctl/Label.h"
 #include "ManagerCore/Platform/Platform.h"
 
-namespace LinuxTools::Places
+namespace LinuxTools::Paths
 {
 
 namespace
@@ -15,10 +15,10 @@ namespace
 
 using std::filesystem::path;
 
+// The XDG base directory specification ignores relative paths.
 path fromEnvironment(const char* name)
 {
     const char* value = std::getenv(name);
-    // A relative one is none, as the rules of these variables say.
     return value != nullptr && *value == '/' ? path(value) : path {};
 }
 
@@ -29,19 +29,19 @@ path stateInHome() { return ManagerCore::Platform::homeFolder() / ".local/state/
 path runtimeFolder()
 {
     const path folder = fromEnvironment("XDG_RUNTIME_DIR");
-    struct stat found {};
-    const bool own = !folder.empty() && ::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode)
-        && found.st_uid == ::geteuid();
-    return own ? folder : path {};
+    struct stat info {};
+    const bool usable
+        = !folder.empty() && ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid();
+    return usable ? folder : path {};
 }
 
-path lastingUnits()
+path configUnits()
 {
     const path configured = fromEnvironment("XDG_CONFIG_HOME");
     return (configured.empty() ? ManagerCore::Platform::homeFolder() / ".config" : configured) / "systemd/user";
 }
 
-path passingUnits() { return runtimeFolder() / "systemd/user"; }
+path runtimeUnits() { return runtimeFolder() / "systemd/user"; }
 
 path stateFolder()
 {
@@ -49,15 +49,8 @@ path stateFolder()
     return runtime.empty() ? stateInHome() : runtime / "code-manager";
 }
 
-std::vector<path> agentsFolders()
-{
-    std::vector<path> folders {stateFolder() / "agents"};
-    if (stateFolder() != stateInHome()) {
-        folders.push_back(stateInHome() / "agents");
-    }
-    return folders;
-}
+std::vector<path> serviceFolders() { return {stateFolder() / "agents", stateInHome() / "agents"}; }
 
-path loadedMark(std::string_view label) { return stateFolder() / "loaded" / UnitName::escaped(label); }
+path loadedMark(std::string_view label) { return stateFolder() / "loaded" / Label::escape(label); }
 
-} // namespace LinuxTools::Places
+} // namespace LinuxTools::Paths

@@ -1,14 +1,14 @@
-#include "LinuxTools/Launchctl/UnitName.h"
+#include "LinuxTools/Launchctl/Label.h"
 
 #include <cstddef>
 
-namespace LinuxTools::UnitName
+namespace LinuxTools::Label
 {
 
 namespace
 {
 
-constexpr std::size_t longest = 240; // of the 255 bytes of a file name
+constexpr std::size_t maxLength = 240; // a file name has at most 255 bytes
 
 bool isPlain(char byte)
 {
@@ -18,7 +18,7 @@ bool isPlain(char byte)
 
 } // namespace
 
-std::string escaped(std::string_view label)
+std::string escape(std::string_view label)
 {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string name;
@@ -37,10 +37,6 @@ std::string escaped(std::string_view label)
     return name;
 }
 
-bool isPossible(std::string_view label) { return !label.empty() && escaped(label).size() <= longest; }
+bool isValid(std::string_view label) { return !label.empty() && escape(label).size() <= maxLength; }
 
-std::string service(std::string_view label) { return escaped(label) + ".service"; }
-
-std::string timer(std::string_view label) { return escaped(label) + ".timer"; }
-
-} // namespace LinuxTools::UnitName
+} // namespace LinuxTools::Label
