@@ -1,26 +1,36 @@
-// Each file of Golden is a command line and what it must come to, to the letter. UPDATE_GOLDEN=1 rewrites them.
+// Each case in the files of Golden is a test of command lines and their exact output:
 //
-//   # what the case shows
-//   --- system     (optional) the one system that it holds for: linux or macos
-//   --- setup      (optional) shell lines that must succeed
-//   --- command    shell lines, run by bash in the home
-//   --- exit
-//   --- stdout
-//   --- stderr
+//   === setup NAME
+//   shell lines
 //
-// "$HOME" and "$SCRATCH" in the outputs stand for the test's folders.
+//   === CASE (SETUP...): description
+//   < further shell lines for the setup
+//   $ shell lines, run by bash in the home
+//   standard output
+//   2> standard error
+//   [exit status, if not 0 or if nothing was printed]
+//
+// A case may have several commands. They run in the same home, each with the exported variables of the setups. As a
+// setup, "linux" or "macos" restricts a case to that system. "$HOME" and "$SCRATCH" in the output are the test's
+// folders. A backslash precedes lines of output that would be read as something else. UPDATE_GOLDEN=1 writes the actual
+// output.
 
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <map>
+#include <regex>
+#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/file.h>
 
 #include <gtest/gtest.h>
 
 #include "ManagerCore/Foundation/Proc.h"
-#include "ManagerCore/Foundation/Text.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 #include "Tests/CodeManagerCLI/Installation.h"
 
 namespace
@@ -30,47 +40,111 @@ namespace fs = std::filesystem;
 namespace Proc = ManagerCore::Proc;
 
 #ifdef __APPLE__
-constexpr const char* thisSystem = "macos\n";
+constexpr std::string_view thisSystem = "macos", otherSystem = "linux";
 #else
-constexpr const char* thisSystem = "linux\n";
+constexpr std::string_view thisSystem = "linux", otherSystem = "macos";
 #endif
 
-// The sections by name; what stands above the first is under "".
-using Case = std::map<std::string, std::string>;
+struct Step {
+    std::string command;
+    std::string output; // in the form of the file
+};
 
-Case readCase(const fs::path& file)
+struct Case {
+    std::string header;
+    std::string name; // "setup NAME" for a setup
+    std::vector<std::string> setups;
+    std::string setup;
+    std::vector<Step> steps;
+};
+
+bool isSetup(const Case& item) { return item.name.starts_with("setup "); }
+
+Case parseHeader(const std::string& line)
 {
-    Case sections;
+    static const std::regex form(R"(=== (setup [^ ]+|[^ :]+)(?: \(([^)]*)\))?(?:: .*)?)");
+    std::smatch match;
+    if (!std::regex_match(line, match, form)) {
+        return {.header = line, .name = "invalid_header", .setups = {line}}; // a setup that does not exist
+    }
+    Case item {.header = line, .name = match[1]};
+    std::istringstream words(match[2]);
+    for (std::string word; words >> word;) {
+        item.setups.push_back(word);
+    }
+    return item;
+}
+
+void parseLine(Case& item, const std::string& line)
+{
+    if (isSetup(item)) {
+        item.setup += line + "\n";
+    } else if (line.starts_with("< ")) {
+        item.setup += line.substr(2) + "\n";
+    } else if (line.starts_with("$ ")) {
+        if (item.steps.empty() || !item.steps.back().output.empty()) {
+            item.steps.emplace_back();
+        }
+        item.steps.back().command += line.substr(2) + "\n";
+    } else if (!item.steps.empty()) {
+        item.steps.back().output += line + "\n";
+    }
+}
+
+std::vector<Case> readCases(const fs::path& file)
+{
+    std::vector<Case> cases;
     std::ifstream stream(file);
-    std::string* current = &sections[""];
     for (std::string line; std::getline(stream, line);) {
-        if (line.starts_with("--- ")) {
-            current = &sections[line.substr(4)];
-        } else {
-            *current += line + "\n";
+        if (line.starts_with("=== ")) {
+            cases.push_back(parseHeader(line));
+        } else if (!cases.empty() && !line.empty()) {
+            parseLine(cases.back(), line);
         }
     }
-    return sections;
+    return cases;
 }
 
-std::string section(const Case& sections, const std::string& name)
+std::vector<std::string> linesOf(const std::string& text)
 {
-    const auto found = sections.find(name);
-    return found == sections.end() ? std::string() : found->second;
-}
-
-void writeCase(const fs::path& file, const Case& sections)
-{
-    std::ofstream stream(file, std::ios::trunc);
-    stream << sections.at("");
-    for (const char* name : {"system", "setup", "command", "exit", "stdout", "stderr"}) {
-        if (sections.contains(name)) {
-            stream << "--- " << name << "\n" << sections.at(name);
-        }
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
     }
+    return lines;
 }
 
-std::string replaced(std::string text, const std::string& what, const std::string& by)
+std::string prefixLines(const std::string& text, std::string_view prefix)
+{
+    std::string lines;
+    for (const std::string& line : linesOf(text)) {
+        lines.append(prefix).append(line).append("\n");
+    }
+    return lines;
+}
+
+std::string format(const Case& item)
+{
+    std::string text = item.header + "\n" + (isSetup(item) ? item.setup : prefixLines(item.setup, "< "));
+    for (const Step& step : item.steps) {
+        text += prefixLines(step.command, "$ ") + step.output;
+    }
+    return text;
+}
+
+std::string escape(const std::string& output)
+{
+    static const std::regex reserved(R"((\$ |< |2>|\[\d+\]$|=== |\\|$))");
+    std::string lines;
+    for (const std::string& line : linesOf(output)) {
+        const bool escaped = std::regex_search(line, reserved, std::regex_constants::match_continuous);
+        lines.append(escaped ? "\\" : "").append(line).append("\n");
+    }
+    return lines;
+}
+
+std::string replaceAll(std::string text, const std::string& what, const std::string& by)
 {
     for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
         text.replace(at, what.size(), by);
@@ -78,19 +152,59 @@ std::string replaced(std::string text, const std::string& what, const std::strin
     return text;
 }
 
-std::vector<std::string> caseNames()
+std::string exportsOf(const std::string& setup)
 {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(GOLDEN_FOLDER)) {
-        names.push_back(entry.path().stem().string());
+    std::string lines;
+    for (const std::string& line : linesOf(setup)) {
+        lines += line.starts_with("export ") ? line + "\n" : "";
     }
-    std::ranges::sort(names);
-    return names;
+    return lines;
 }
 
-class GoldenTest : public InstallationTest, public ::testing::WithParamInterface<std::string>
+class GoldenTest : public InstallationTest
 {
-protected:
+public:
+    GoldenTest(fs::path file, std::string name)
+        : file_(std::move(file))
+        , name_(std::move(name))
+    {
+    }
+
+private:
+    void TestBody() override
+    {
+        const std::vector<Case> cases = readCases(file_);
+        Case actual = find(cases, name_);
+        std::string setup;
+        for (const std::string& name : actual.setups) {
+            if (name == otherSystem) {
+                GTEST_SKIP() << "only for " << name;
+            }
+            setup += name == thisSystem ? "" : find(cases, "setup " + name).setup;
+        }
+        setup += actual.setup;
+        const Proc::Out prepared = bash("set -e\n" + setup);
+        ASSERT_TRUE(prepared.ok()) << prepared.stderr;
+        ASSERT_FALSE(actual.steps.empty()) << "The case has no command.";
+        for (Step& step : actual.steps) {
+            const std::string output = outputOf(bash(exportsOf(setup) + step.command));
+            if (std::getenv("UPDATE_GOLDEN") == nullptr) {
+                EXPECT_EQ(output, step.output) << "of: " << step.command;
+            }
+            step.output = output;
+        }
+        if (std::getenv("UPDATE_GOLDEN") != nullptr) {
+            update(actual);
+        }
+    }
+
+    [[nodiscard]] static Case find(const std::vector<Case>& cases, const std::string& name)
+    {
+        EXPECT_EQ(std::ranges::count(cases, name, &Case::name), 1) << name;
+        const auto found = std::ranges::find(cases, name, &Case::name);
+        return found == cases.end() ? Case() : *found;
+    }
+
     [[nodiscard]] Proc::Out bash(const std::string& script) const
     {
         return Proc::run("/bin/bash", {"-c", "exec </dev/null\n" + script}, home(), environment());
@@ -98,38 +212,66 @@ protected:
 
     [[nodiscard]] std::string portable(const std::string& text) const
     {
-        const std::string plain = replaced(replaced(text, home(), "$HOME"), scratch(), "$SCRATCH");
+        const std::string plain = replaceAll(replaceAll(text, home(), "$HOME"), scratch(), "$SCRATCH");
         return plain.empty() || plain.ends_with('\n') ? plain : plain + "\n(no line feed at the end)\n";
     }
+
+    [[nodiscard]] std::string outputOf(const Proc::Out& out) const
+    {
+        std::string text = escape(portable(out.stdout)) + prefixLines(portable(out.stderr), "2> ");
+        if (out.code != 0 || text.empty()) {
+            text += "[" + std::to_string(out.code) + "]\n";
+        }
+        return text;
+    }
+
+    // Tests that run in parallel change the same file: each changes its own case under a lock.
+    void update(const Case& changed) const
+    {
+        const ManagerCore::Platform::UniqueFd lock(::open(GOLDEN_FOLDER, O_RDONLY | O_CLOEXEC));
+        ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+        const fs::path temporary = file_.string() + ".new";
+        std::ofstream stream(temporary);
+        std::string separator;
+        for (const Case& item : readCases(file_)) {
+            stream << separator << format(item.name == name_ ? changed : item);
+            separator = "\n";
+        }
+        stream.close();
+        fs::rename(temporary, file_);
+    }
+
+    fs::path file_;
+    std::string name_;
 };
 
-TEST_P(GoldenTest, CommandLineComesToWhatTheFileSays)
+// Registered as Golden.FILE.CASE.
+bool registerCases()
 {
-    const fs::path file = fs::path(GOLDEN_FOLDER) / (GetParam() + ".txt");
-    const Case expected = readCase(file);
-    if (expected.contains("system") && expected.at("system") != thisSystem) {
-        GTEST_SKIP() << "holds for " << expected.at("system");
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(GOLDEN_FOLDER)) {
+        if (entry.path().extension() == ".txt") {
+            files.push_back(entry.path());
+        }
     }
-    const Proc::Out setup = bash("set -e\n" + section(expected, "setup"));
-    ASSERT_TRUE(setup.ok()) << setup.stderr;
-
-    const Proc::Out out = bash(expected.at("command"));
-
-    Case actual = expected;
-    actual["exit"] = std::to_string(out.code) + "\n";
-    actual["stdout"] = portable(out.stdout);
-    actual["stderr"] = portable(out.stderr);
-    if (std::getenv("UPDATE_GOLDEN") != nullptr) {
-        writeCase(file, actual);
-        return;
+    std::ranges::sort(files);
+    for (const fs::path& file : files) {
+        for (const Case& item : readCases(file)) {
+            if (!isSetup(item)) {
+                const auto make = [file, name = item.name] { return new GoldenTest(file, name); };
+                ::testing::RegisterTest(("Golden." + file.stem().string()).c_str(),
+                                        item.name.c_str(),
+                                        nullptr,
+                                        nullptr,
+                                        __FILE__,
+                                        __LINE__,
+                                        make);
+            }
+        }
     }
-    EXPECT_EQ(section(actual, "exit"), section(expected, "exit"));
-    EXPECT_EQ(section(actual, "stdout"), section(expected, "stdout"));
-    EXPECT_EQ(section(actual, "stderr"), section(expected, "stderr"));
+    return true;
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, GoldenTest, ::testing::ValuesIn(caseNames()), [](const auto& info) {
-    return replaced(info.param, "-", "_");
-});
+[[maybe_unused]] const bool registered = registerCases();
 
 } // namespace
