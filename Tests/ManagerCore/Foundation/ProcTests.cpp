@@ -99,6 +99,15 @@ TEST_F(ProcTest, aChildEndedByASignalGivesTheSignalsNumber)
     EXPECT_EQ(child({"signal", "15"}).code, 15);
 }
 
+TEST_F(ProcTest, aWatcherTellsASignalFromAnExitStatus)
+{
+    Proc::Watcher watcher;
+    EXPECT_EQ(Proc::run("/bin/sh", {"-c", "kill -9 $$"}, std::nullopt, std::nullopt, &watcher).code, 9);
+    EXPECT_TRUE(watcher.endedBySignal());
+    EXPECT_EQ(Proc::run("/bin/sh", {"-c", "exit 9"}, std::nullopt, std::nullopt, &watcher).code, 9);
+    EXPECT_FALSE(watcher.endedBySignal());
+}
+
 TEST_F(ProcTest, argumentsAreHandedOverAsTheyAreWithEveryByteButZero)
 {
     std::string every;
