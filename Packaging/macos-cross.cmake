@@ -13,6 +13,8 @@ set(CMAKE_RANLIB "${cross}/bin/ranlib" CACHE FILEPATH "")
 # These would only rewrite paths on installation, which never happens here.
 set(CMAKE_INSTALL_NAME_TOOL /bin/false CACHE FILEPATH "")
 
+# System headers that the compiler does not bring.
+set(CMAKE_CXX_FLAGS_INIT "-isystem \"${CMAKE_CURRENT_LIST_DIR}/macos-declarations/include\"")
 set(frameworks "-F \"${CMAKE_CURRENT_LIST_DIR}/macos-declarations\"")
 # The compiler adds an option to Objective-C++ that it then has no use for.
 set(CMAKE_OBJCXX_FLAGS_INIT "${frameworks} -Wno-unused-command-line-argument")

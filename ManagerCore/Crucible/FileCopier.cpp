@@ -12,13 +12,13 @@ namespace ManagerCore
 namespace
 {
 
-constexpr std::size_t pieceSize = std::size_t {1} << 20;
+constexpr std::size_t chunkSize = std::size_t {1} << 20;
 constexpr off_t writeBackStep = off_t {8} << 20;
 constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
 
-using Trouble = FileCopier::Trouble;
+using Error = FileCopier::Error;
 
-template <class Call> ssize_t patiently(Call call)
+template <class Call> ssize_t retrying(Call call)
 {
     ssize_t result = -1;
     do {
@@ -30,61 +30,60 @@ template <class Call> ssize_t patiently(Call call)
 } // namespace
 
 FileCopier::FileCopier()
-    : buffer_(std::make_unique_for_overwrite<char[]>(pieceSize)) // NOLINT(modernize-avoid-c-arrays)
+    : buffer_(std::make_unique_for_overwrite<char[]>(chunkSize)) // NOLINT(modernize-avoid-c-arrays)
 {
 }
 
-FileCopier::Outcome FileCopier::copy(int source, int destination, const struct stat& facts, const OnBytes& onBytes)
+FileCopier::Outcome FileCopier::copy(int source, int destination, const struct stat& info, const OnBytes& onBytes)
 {
-    const off_t length = facts.st_size;
+    const off_t length = info.st_size;
     const bool lengthIsSet = length > 0 && ::ftruncate(destination, length) == 0;
     if (length > 0 && !lengthIsSet && errno != EPERM && errno != EINVAL && errno != ENOTSUP) {
-        return {.trouble = Trouble::writing, .error = errno};
+        return {.error = Error::writing, .code = errno};
     }
     // Volumes that cannot lengthen a file have no holes either.
-    const bool holes = lengthIsSet && hasHoles(facts);
+    const bool holes = lengthIsSet && hasHoles(info);
     for (off_t offset = 0; offset < length;) {
-        const auto stretch = holes ? nextData(source, offset, length) : Stretch {.begin = 0, .end = length};
-        if (!stretch) {
-            return {.trouble = Trouble::reading, .error = errno};
+        const auto extent = holes ? nextData(source, offset, length) : Extent {.begin = 0, .end = length};
+        if (!extent) {
+            return {.error = Error::reading, .code = errno};
         }
-        if (const Outcome outcome = copyStretch(source, destination, *stretch, onBytes);
-            outcome.trouble != Trouble::none) {
+        if (const Outcome outcome = copyExtent(source, destination, *extent, onBytes); outcome.error != Error::none) {
             return outcome;
         }
-        offset = stretch->end;
+        offset = extent->end;
     }
     return {};
 }
 
-bool FileCopier::hasHoles(const struct stat& facts)
+bool FileCopier::hasHoles(const struct stat& info)
 {
-    return static_cast<std::int64_t>(facts.st_blocks) * bytesPerBlock < facts.st_size;
+    return static_cast<std::int64_t>(info.st_blocks) * bytesPerBlock < info.st_size;
 }
 
-std::optional<FileCopier::Stretch> FileCopier::nextData(int file, off_t offset, off_t length)
+std::optional<FileCopier::Extent> FileCopier::nextData(int file, off_t offset, off_t length)
 {
     const off_t begin = ::lseek(file, offset, SEEK_DATA);
     if (begin < 0) {
         if (errno == ENXIO) {
-            return Stretch {.begin = length, .end = length};
+            return Extent {.begin = length, .end = length};
         }
-        return errno == EINVAL || errno == ENOTSUP ? std::optional(Stretch {.begin = offset, .end = length})
+        return errno == EINVAL || errno == ENOTSUP ? std::optional(Extent {.begin = offset, .end = length})
                                                    : std::nullopt;
     }
     const off_t end = ::lseek(file, begin, SEEK_HOLE);
     if (end < 0) {
         return std::nullopt;
     }
-    return Stretch {.begin = std::min(begin, length), .end = std::min(end, length)};
+    return Extent {.begin = std::min(begin, length), .end = std::min(end, length)};
 }
 
-FileCopier::Outcome FileCopier::copyStretch(int source, int destination, Stretch stretch, const OnBytes& onBytes)
+FileCopier::Outcome FileCopier::copyExtent(int source, int destination, Extent extent, const OnBytes& onBytes)
 {
-    off_t begun = stretch.begin;
-    for (off_t offset = stretch.begin; offset < stretch.end;) {
-        const auto size = std::min(pieceSize, static_cast<std::size_t>(stretch.end - offset));
-        if (const Outcome outcome = copyPiece(source, destination, offset, size); outcome.trouble != Trouble::none) {
+    off_t begun = extent.begin;
+    for (off_t offset = extent.begin; offset < extent.end;) {
+        const auto size = std::min(chunkSize, static_cast<std::size_t>(extent.end - offset));
+        if (const Outcome outcome = copyChunk(source, destination, offset, size); outcome.error != Error::none) {
             return outcome;
         }
         offset += static_cast<off_t>(size);
@@ -93,13 +92,13 @@ FileCopier::Outcome FileCopier::copyStretch(int source, int destination, Stretch
             begun = offset;
         }
         if (!onBytes(static_cast<std::int64_t>(size))) {
-            return {.trouble = Trouble::stopped};
+            return {.error = Error::stopped};
         }
     }
     return {};
 }
 
-FileCopier::Outcome FileCopier::copyPiece(int source, int destination, off_t offset, std::size_t size)
+FileCopier::Outcome FileCopier::copyChunk(int source, int destination, off_t offset, std::size_t size)
 {
     if (Platform::Copying::copyInside(source, destination, offset, size)) {
         return {};
@@ -107,20 +106,20 @@ FileCopier::Outcome FileCopier::copyPiece(int source, int destination, off_t off
     // What went wrong, if anything did, shows here and tells which side it was.
     std::size_t filled = 0;
     while (filled < size) {
-        const ssize_t count = patiently([&] {
+        const ssize_t count = retrying([&] {
             return ::pread(source, buffer_.get() + filled, size - filled, offset + static_cast<off_t>(filled));
         });
         if (count <= 0) {
-            return {.trouble = count < 0 ? Trouble::reading : Trouble::changed, .error = count < 0 ? errno : 0};
+            return {.error = count < 0 ? Error::reading : Error::changed, .code = count < 0 ? errno : 0};
         }
         filled += static_cast<std::size_t>(count);
     }
     for (std::size_t written = 0; written < size;) {
-        const ssize_t count = patiently([&] {
+        const ssize_t count = retrying([&] {
             return ::pwrite(destination, buffer_.get() + written, size - written, offset + static_cast<off_t>(written));
         });
         if (count <= 0) {
-            return {.trouble = Trouble::writing, .error = count < 0 ? errno : EIO};
+            return {.error = Error::writing, .code = count < 0 ? errno : EIO};
         }
         written += static_cast<std::size_t>(count);
     }

@@ -26,6 +26,7 @@ namespace
 namespace fs = std::filesystem;
 namespace Copying = Platform::Copying;
 namespace ErrorText = Platform::ErrorText;
+using Platform::UniqueFd;
 
 constexpr unsigned filesAtOnce = 2;
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
@@ -35,12 +36,12 @@ bool isSame(const struct stat& left, const struct stat& right)
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
-OpenDescriptor openFolder(const fs::path& path) { return OpenDescriptor(::open(path.c_str(), folderFlags)); }
+UniqueFd openFolder(const fs::path& path) { return UniqueFd(::open(path.c_str(), folderFlags)); }
 
 // The folder, or the nearest one above it that exists.
-OpenDescriptor openNearest(fs::path path)
+UniqueFd openNearest(fs::path path)
 {
-    OpenDescriptor folder = openFolder(path);
+    UniqueFd folder = openFolder(path);
     while (!folder.isOpen() && (errno == ENOENT || errno == ENOTDIR) && path != path.parent_path()) {
         path = path.parent_path();
         folder = openFolder(path);
@@ -49,16 +50,16 @@ OpenDescriptor openNearest(fs::path path)
 }
 
 // Whether the folder is the one with these facts or lies in it.
-bool liesIn(const OpenDescriptor& folder, const struct stat& outer)
+bool liesIn(const UniqueFd& folder, const struct stat& outer)
 {
     struct stat here {};
-    OpenDescriptor current(::openat(folder.get(), ".", folderFlags));
+    UniqueFd current(::openat(folder.get(), ".", folderFlags));
     while (current.isOpen() && ::fstat(current.get(), &here) == 0) {
         if (isSame(here, outer)) {
             return true;
         }
         struct stat above {};
-        OpenDescriptor next(::openat(current.get(), "..", folderFlags));
+        UniqueFd next(::openat(current.get(), "..", folderFlags));
         if (!next.isOpen() || ::fstat(next.get(), &above) != 0 || isSame(above, here)) {
             return false;
         }
@@ -68,10 +69,10 @@ bool liesIn(const OpenDescriptor& folder, const struct stat& outer)
 }
 
 // Not to wait should a named pipe have taken the file's place.
-OpenDescriptor openFile(int folder, const std::string& name)
+UniqueFd openFile(int folder, const std::string& name)
 {
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    return OpenDescriptor(::openat(folder, name.c_str(), flags));
+    return UniqueFd(::openat(folder, name.c_str(), flags));
 }
 
 std::string changedSentence(const fs::path& path)
@@ -92,11 +93,11 @@ mode_t modeFor(const struct stat& from, const struct stat& made)
     return mode;
 }
 
-// Volumes without owners or modes of their own refuse to change them; contents are what counts there.
-bool isRefusedByVolume(int error) { return error == EPERM || error == ENOTSUP; }
+// Whether a call that returned `result` did what the volume can do: some have no owners, modes or times of their own.
+bool isDone(int result) { return result == 0 || errno == EPERM || errno == ENOTSUP; }
 
-// Owner, mode and times of an open copy. 0 or an errno.
-int keepFacts(int copy, const struct stat& from)
+// Owner, mode, times and flags of an open copy. 0 or an errno.
+int copyInfo(int copy, const struct stat& from)
 {
     if (::fchown(copy, from.st_uid, from.st_gid) != 0 && ::fchown(copy, static_cast<uid_t>(-1), from.st_gid) != 0) {
         // The user's own then.
@@ -105,11 +106,46 @@ int keepFacts(int copy, const struct stat& from)
     if (::fstat(copy, &made) != 0) {
         return errno;
     }
-    if (::fchmod(copy, modeFor(from, made)) != 0 && !isRefusedByVolume(errno)) {
+    const auto times = Copying::timesOf(from);
+    if (!isDone(::fchmod(copy, modeFor(from, made))) || !isDone(::futimens(copy, times.data()))) {
         return errno;
     }
-    const auto times = Copying::timesOf(from);
-    return ::futimens(copy, times.data()) != 0 && !isRefusedByVolume(errno) ? errno : 0;
+    Copying::copyFlags(copy, from);
+    return 0;
+}
+
+// Why an entry could not be made in the open folder. Some file systems report a name that they refuse as ENOENT.
+std::string making(int error, int folder, const fs::path& path)
+{
+    struct stat info {};
+    if (error == ENOENT && ::fstat(folder, &info) == 0 && info.st_nlink == 0) {
+        return ErrorText::missing(path.parent_path()); // removed meanwhile
+    }
+    return error == EINVAL || error == EILSEQ || error == ENOENT ? ErrorText::refusedName(path)
+                                                                 : ErrorText::saving(error, path);
+}
+
+// The bytes that a user may still write.
+std::uint64_t roomOn(const struct statvfs& volume)
+{
+    return static_cast<std::uint64_t>(volume.f_frsize != 0 ? volume.f_frsize : volume.f_bsize) * volume.f_bavail;
+}
+
+// Whether the volume of the open folder has no room for any attribute.
+bool isFull(int folder)
+{
+    constexpr std::uint64_t largestAttribute = std::uint64_t {64} << 10;
+    struct statvfs volume {};
+    return ::fstatvfs(folder, &volume) != 0 || roomOn(volume) <= largestAttribute
+        || (volume.f_files > 0 && volume.f_favail == 0);
+}
+
+// Some file systems report an attribute that is too large as a full volume.
+std::string copying(const Copying::AttributeError& error, int folder, const fs::path& path)
+{
+    const bool full = error.error == EDQUOT || (error.error == ENOSPC && isFull(folder));
+    return full || error.name.empty() ? ErrorText::saving(error.error, path)
+                                      : ErrorText::attribute(error.error, path, error.name);
 }
 
 } // namespace
@@ -135,7 +171,7 @@ public:
         makeFolders();
         copyEntries();
         addSecondNames();
-        dressFolders();
+        finishFolders();
         flush();
         if (error_) {
             return error_;
@@ -150,8 +186,8 @@ private:
     // A folder on both sides, open.
     struct Pair {
         std::size_t index = SIZE_MAX;
-        OpenDescriptor source;
-        OpenDescriptor destination;
+        UniqueFd source;
+        UniqueFd destination;
     };
 
     [[nodiscard]] bool isFolder() const { return !plan_.folders.empty(); }
@@ -211,30 +247,49 @@ private:
             const std::size_t slash = path.rfind('/');
             const std::string above = slash == std::string::npos ? std::string() : path.substr(0, slash);
             const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-            const bool made = path.empty() ? makeRoot() : makeFolderIn(above, name);
-            if (!made) {
-                fail(ErrorText::saving(errno, pathOfFolder(copier_.destination_, index)));
+            if (path.empty()) {
+                makeRoot();
+            } else {
+                makeFolderIn(above, name, pathOfFolder(copier_.destination_, index));
             }
         }
     }
 
-    bool makeRoot()
+    bool makeFolder(int place, const std::string& name, const fs::path& path)
     {
-        if (::mkdirat(destinationParent_.get(), destinationName_.c_str(), S_IRWXU) != 0) {
-            return false;
+        const bool made = ::mkdirat(place, name.c_str(), S_IRWXU) == 0;
+        if (!made) {
+            fail(making(errno, place, path));
         }
-        destinationRoot_ = OpenDescriptor(Platform::openFolderAt(destinationParent_.get(), destinationName_.c_str()));
-        sourceRoot_ = OpenDescriptor(Platform::openFolderAt(copier_.sourceParent_.get(), copier_.name_.c_str()));
-        return destinationRoot_.isOpen() && sourceRoot_.isOpen();
+        return made;
     }
 
-    bool makeFolderIn(const std::string& above, const std::string& name)
+    void makeRoot()
+    {
+        if (!makeFolder(destinationParent_.get(), destinationName_, copier_.destination_)) {
+            return;
+        }
+        destinationRoot_.reset(Platform::openFolderAt(destinationParent_.get(), destinationName_.c_str()));
+        if (!destinationRoot_.isOpen()) {
+            fail(ErrorText::saving(errno, copier_.destination_));
+        }
+        sourceRoot_.reset(Platform::openFolderAt(copier_.sourceParent_.get(), copier_.name_.c_str()));
+        if (!sourceRoot_.isOpen()) {
+            fail(ErrorText::reading(errno, copier_.source_));
+        }
+    }
+
+    void makeFolderIn(const std::string& above, const std::string& name, const fs::path& path)
     {
         if (!madeIn_.isOpen() || madeInPath_ != above) {
-            madeIn_ = OpenDescriptor(TreeWalk::openBelow(destinationRoot_.get(), above));
+            madeIn_.reset(TreeWalk::openBelow(destinationRoot_.get(), above));
             madeInPath_ = above;
         }
-        return madeIn_.isOpen() && ::mkdirat(madeIn_.get(), name.c_str(), S_IRWXU) == 0;
+        if (!madeIn_.isOpen()) {
+            fail(ErrorText::saving(errno, path));
+            return;
+        }
+        makeFolder(madeIn_.get(), name, path);
     }
 
     void copyEntries()
@@ -261,12 +316,12 @@ private:
         const int destinationRoot = isFolder() ? destinationRoot_.get() : destinationParent_.get();
         const std::string relative = isFolder() ? plan_.folders[entry.folder].path : std::string();
         folder.index = SIZE_MAX;
-        folder.source = OpenDescriptor(TreeWalk::openBelow(sourceRoot, relative));
+        folder.source.reset(TreeWalk::openBelow(sourceRoot, relative));
         if (!folder.source.isOpen()) {
             fail(ErrorText::reading(errno, sourceOf(entry).parent_path()));
             return false;
         }
-        folder.destination = OpenDescriptor(TreeWalk::openBelow(destinationRoot, relative));
+        folder.destination.reset(TreeWalk::openBelow(destinationRoot, relative));
         if (!folder.destination.isOpen()) {
             fail(ErrorText::saving(errno, copyOf(entry).parent_path()));
             return false;
@@ -296,7 +351,7 @@ private:
 
     void copyFile(const TreePlan::Entry& entry, const Pair& folder, FileCopier& copier)
     {
-        const OpenDescriptor source = openFile(folder.source.get(), entry.name);
+        const UniqueFd source = openFile(folder.source.get(), entry.name);
         struct stat facts {};
         if (!source.isOpen() || ::fstat(source.get(), &facts) != 0) {
             fail(ErrorText::reading(errno, sourceOf(entry)));
@@ -309,16 +364,16 @@ private:
         const bool tryClone = facts.st_size > 0 && !cannotClone_;
         const Copying::NewFile made
             = Copying::makeFile(source.get(), folder.destination.get(), copyName(entry).c_str(), tryClone);
-        const OpenDescriptor copy(made.descriptor);
+        const UniqueFd copy(made.descriptor);
         if (!copy.isOpen()) {
-            fail(ErrorText::saving(errno, copyOf(entry)));
+            fail(making(errno, folder.destination.get(), copyOf(entry)));
             return;
         }
         if (tryClone && !made.cloned) {
             cannotClone_ = true; // nor can the next file be, most likely
         }
         if (fill(entry, source.get(), made, copier, facts)) {
-            dress(entry, source.get(), made, facts);
+            finish(entry, source.get(), made, folder, facts);
         }
     }
 
@@ -333,29 +388,38 @@ private:
         }
         const auto outcome
             = copier.copy(source, made.descriptor, facts, [&](std::int64_t count) { return report(count, entry); });
-        switch (outcome.trouble) {
-        case FileCopier::Trouble::reading:
-            fail(ErrorText::reading(outcome.error, sourceOf(entry)));
+        switch (outcome.error) {
+        case FileCopier::Error::reading:
+            fail(ErrorText::reading(outcome.code, sourceOf(entry)));
             break;
-        case FileCopier::Trouble::writing:
-            fail(ErrorText::saving(outcome.error, copyOf(entry)));
+        case FileCopier::Error::writing:
+            fail(ErrorText::saving(outcome.code, copyOf(entry)));
             break;
-        case FileCopier::Trouble::changed:
+        case FileCopier::Error::changed:
             fail(changedSentence(sourceOf(entry)));
             break;
-        case FileCopier::Trouble::none:
-        case FileCopier::Trouble::stopped:
+        case FileCopier::Error::none:
+        case FileCopier::Error::stopped:
             break;
         }
-        return outcome.trouble == FileCopier::Trouble::none;
+        return outcome.error == FileCopier::Error::none;
     }
 
-    void dress(const TreePlan::Entry& entry, int source, const Copying::NewFile& made, const struct stat& facts)
+    // Copies what a file has beside its contents and waits for the disk.
+    void finish(const TreePlan::Entry& entry,
+                int source,
+                const Copying::NewFile& made,
+                const Pair& folder,
+                const struct stat& facts)
     {
-        int error = made.dressed ? 0 : Copying::keepExtended(source, made.descriptor);
-        if (error == 0) {
-            error = keepFacts(made.descriptor, facts);
+        if (!made.hasAttributes) {
+            const auto attributes = Copying::copyAttributes(source, made.descriptor);
+            if (attributes.error != 0) {
+                fail(copying(attributes, folder.destination.get(), copyOf(entry)));
+                return;
+            }
         }
+        int error = copyInfo(made.descriptor, facts);
         if (error == 0) {
             error = Copying::flushFile(made.descriptor, made.cloned ? 0 : facts.st_size);
         }
@@ -374,23 +438,23 @@ private:
         }
         target.resize(static_cast<std::size_t>(size));
         if (::symlinkat(target.c_str(), folder.destination.get(), copyName(entry).c_str()) != 0) {
-            fail(ErrorText::saving(errno, copyOf(entry)));
+            fail(making(errno, folder.destination.get(), copyOf(entry)));
             return;
         }
-        dressUnopened(entry, folder);
+        finishUnopened(entry, folder);
     }
 
     void copyPipe(const TreePlan::Entry& entry, const Pair& folder)
     {
         if (::mkfifoat(folder.destination.get(), copyName(entry).c_str(), S_IRUSR | S_IWUSR) != 0) {
-            fail(ErrorText::saving(errno, copyOf(entry)));
+            fail(making(errno, folder.destination.get(), copyOf(entry)));
             return;
         }
-        dressUnopened(entry, folder);
+        finishUnopened(entry, folder);
     }
 
-    // Links and named pipes are never opened.
-    void dressUnopened(const TreePlan::Entry& entry, const Pair& folder)
+    // The same for links and named pipes, which are never opened.
+    void finishUnopened(const TreePlan::Entry& entry, const Pair& folder)
     {
         const int place = folder.destination.get();
         const char* name = copyName(entry).c_str();
@@ -398,19 +462,16 @@ private:
         if (::fchownat(place, name, facts.st_uid, facts.st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
             // The user's own then.
         }
-        int error = 0;
-        if (S_ISLNK(facts.st_mode)) {
-            error = Copying::keepExtendedOfLink(folder.source.get(), entry.name.c_str(), place, name);
-        } else if (::fchmodat(place, name, facts.st_mode & 0777U, 0) != 0 && !isRefusedByVolume(errno)) {
-            error = errno;
-        }
         const auto times = Copying::timesOf(facts);
-        if (error == 0 && ::utimensat(place, name, times.data(), AT_SYMLINK_NOFOLLOW) != 0
-            && !isRefusedByVolume(errno)) {
-            error = errno;
+        const bool hasMode = !S_ISLNK(facts.st_mode);
+        if ((hasMode && !isDone(::fchmodat(place, name, facts.st_mode & 0777U, 0)))
+            || !isDone(::utimensat(place, name, times.data(), AT_SYMLINK_NOFOLLOW))) {
+            fail(ErrorText::saving(errno, copyOf(entry)));
+            return;
         }
-        if (error != 0) {
-            fail(ErrorText::saving(error, copyOf(entry)));
+        const auto attributes = Copying::copyAttributesAt(folder.source.get(), entry.name.c_str(), place, name);
+        if (attributes.error != 0) {
+            fail(copying(attributes, place, copyOf(entry)));
         }
     }
 
@@ -423,8 +484,7 @@ private:
             if (!goesOn() || !enter(second.entry, folder)) {
                 return;
             }
-            const OpenDescriptor firstFolder(
-                TreeWalk::openBelow(destinationRoot_.get(), plan_.folders[first.folder].path));
+            const UniqueFd firstFolder(TreeWalk::openBelow(destinationRoot_.get(), plan_.folders[first.folder].path));
             const char* name = second.entry.name.c_str();
             if (firstFolder.isOpen()
                 && ::linkat(firstFolder.get(), first.name.c_str(), folder.destination.get(), name, 0) == 0) {
@@ -436,23 +496,31 @@ private:
     }
 
     // Last, since filling a folder changes its times and it may not be writable; what lies deepest first.
-    void dressFolders()
+    void finishFolders()
     {
         for (std::size_t index = plan_.folders.size(); index-- > 0 && goesOn();) {
             const TreePlan::Folder& folder = plan_.folders[index];
-            const OpenDescriptor source(TreeWalk::openBelow(sourceRoot_.get(), folder.path));
+            const UniqueFd source(TreeWalk::openBelow(sourceRoot_.get(), folder.path));
             if (!source.isOpen()) {
                 fail(ErrorText::reading(errno, pathOfFolder(copier_.source_, index)));
                 return;
             }
-            const OpenDescriptor copy(TreeWalk::openBelow(destinationRoot_.get(), folder.path));
-            int error = copy.isOpen() ? Copying::keepExtended(source.get(), copy.get()) : errno;
-            if (error == 0) {
-                error = keepFacts(copy.get(), folder.facts);
+            const UniqueFd copy(TreeWalk::openBelow(destinationRoot_.get(), folder.path));
+            if (!copy.isOpen()) {
+                fail(ErrorText::saving(errno, pathOfFolder(copier_.destination_, index)));
+                return;
             }
-            if (error != 0) {
-                fail(ErrorText::saving(error, pathOfFolder(copier_.destination_, index)));
-            }
+            finishFolder(source.get(), copy.get(), index);
+        }
+    }
+
+    void finishFolder(int source, int copy, std::size_t index)
+    {
+        const fs::path path = pathOfFolder(copier_.destination_, index);
+        if (const auto attributes = Copying::copyAttributes(source, copy); attributes.error != 0) {
+            fail(copying(attributes, copy, path));
+        } else if (const int error = copyInfo(copy, plan_.folders[index].facts); error != 0) {
+            fail(ErrorText::saving(error, path));
         }
     }
 
@@ -469,10 +537,10 @@ private:
     const TreePlan& plan_;
     Watcher* watcher_;
     std::string destinationName_;
-    OpenDescriptor destinationParent_;
-    OpenDescriptor destinationRoot_; // of a folder, as sourceRoot_
-    OpenDescriptor sourceRoot_;
-    OpenDescriptor madeIn_; // the folder that was last made in
+    UniqueFd destinationParent_;
+    UniqueFd destinationRoot_; // of a folder, as sourceRoot_
+    UniqueFd sourceRoot_;
+    UniqueFd madeIn_; // the folder that was last made in
     std::string madeInPath_;
     std::mutex mutex_;
     std::optional<std::string> error_;
@@ -509,7 +577,7 @@ std::expected<TreeCopier, std::string> TreeCopier::prepare(const fs::path& sourc
 
 std::optional<std::string> TreeCopier::refusal() const
 {
-    const OpenDescriptor place = openNearest(destination_.parent_path());
+    const UniqueFd place = openNearest(destination_.parent_path());
     struct statvfs volume {};
     if (!place.isOpen() || ::fstatvfs(place.get(), &volume) != 0) {
         return ErrorText::saving(errno, destination_);
@@ -517,9 +585,7 @@ std::optional<std::string> TreeCopier::refusal() const
     if (!plan_.folders.empty() && liesIn(place, plan_.folders.front().facts)) {
         return "The folder “" + name_ + "” couldn’t be copied into itself.";
     }
-    const auto unit = static_cast<std::uint64_t>(volume.f_frsize != 0 ? volume.f_frsize : volume.f_bsize);
-    const bool fits = static_cast<std::uint64_t>(plan_.bytes) / std::max<std::uint64_t>(unit, 1)
-        <= static_cast<std::uint64_t>(volume.f_bavail);
+    const bool fits = static_cast<std::uint64_t>(plan_.bytes) <= roomOn(volume);
     return fits || wouldBeCloned(place.get()) ? std::nullopt : std::optional(ErrorText::saving(ENOSPC, destination_));
 }
 
@@ -532,13 +598,12 @@ bool TreeCopier::wouldBeCloned(int folder) const
     if (largest == plan_.entries.end() || !S_ISREG(largest->facts.st_mode)) {
         return false;
     }
-    OpenDescriptor above(::openat(sourceParent_.get(), ".", folderFlags));
+    UniqueFd above(::openat(sourceParent_.get(), ".", folderFlags));
     if (!plan_.folders.empty()) {
         const std::string& relative = plan_.folders[largest->folder].path;
-        above = OpenDescriptor(
-            TreeWalk::openBelow(sourceParent_.get(), relative.empty() ? name_ : name_ + "/" + relative));
+        above = UniqueFd(TreeWalk::openBelow(sourceParent_.get(), relative.empty() ? name_ : name_ + "/" + relative));
     }
-    const OpenDescriptor file = above.isOpen() ? openFile(above.get(), largest->name) : OpenDescriptor();
+    const UniqueFd file = above.isOpen() ? openFile(above.get(), largest->name) : UniqueFd();
     return file.isOpen() && Copying::canClone(file.get(), folder);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "ManagerCore/Crucible/TreePlan.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore
 {
@@ -78,7 +79,7 @@ private:
     std::filesystem::path source_;
     std::filesystem::path destination_;
     std::string name_; // of the source in its folder
-    OpenDescriptor sourceParent_;
+    Platform::UniqueFd sourceParent_;
     TreePlan plan_;
     struct stat made_ {};
 };

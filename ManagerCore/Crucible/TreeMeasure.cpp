@@ -8,15 +8,14 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
 
 #include "ManagerCore/Crucible/FileCopier.h"
-#include "ManagerCore/Crucible/TreePlan.h"
 #include "ManagerCore/Foundation/TreeWalk.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::TreeMeasure
 {
@@ -38,16 +37,16 @@ std::optional<std::int64_t> dataIn(int file, std::int64_t length, std::int64_t u
     std::int64_t data = 0;
     std::int64_t counted = 0; // all units up to here
     for (off_t offset = 0; offset < length;) {
-        const auto stretch = FileCopier::nextData(file, offset, length);
-        if (!stretch) {
+        const auto extent = FileCopier::nextData(file, offset, length);
+        if (!extent) {
             return std::nullopt;
         }
-        if (stretch->end > stretch->begin) {
-            const std::int64_t begin = std::max<std::int64_t>(stretch->begin / unit * unit, counted);
-            counted = std::max(roundedUp(stretch->end, unit), begin);
+        if (extent->end > extent->begin) {
+            const std::int64_t begin = std::max<std::int64_t>(extent->begin / unit * unit, counted);
+            counted = std::max(roundedUp(extent->end, unit), begin);
             data += counted - begin;
         }
-        offset = std::max<off_t>(stretch->end, offset + 1);
+        offset = std::max<off_t>(extent->end, offset + 1);
     }
     return data;
 }
@@ -56,7 +55,7 @@ std::optional<std::int64_t> dataIn(int file, std::int64_t length, std::int64_t u
 std::optional<Measured> measure(int folder, const char* name, std::string path, std::int64_t unit)
 {
     constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const OpenDescriptor file(::openat(folder, name, flags));
+    const Platform::UniqueFd file(::openat(folder, name, flags));
     struct stat facts {};
     if (!file.isOpen() || ::fstat(file.get(), &facts) != 0) {
         return std::nullopt;

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <map>
 #include <optional>
 #include <string_view>
-#include <unistd.h>
+#include <utility>
 
 #include "ManagerCore/Foundation/TreeWalk.h"
 #include "ManagerCore/Platform/ErrorText.h"
 #include "ManagerCore/Platform/Platform.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore
 {
@@ -18,6 +20,7 @@ namespace
 {
 
 namespace ErrorText = Platform::ErrorText;
+using Platform::UniqueFd;
 
 constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
 
@@ -38,7 +41,7 @@ public:
         if (!S_ISDIR(facts.st_mode)) {
             take(0, name, facts, path_);
         } else {
-            const OpenDescriptor root(Platform::openFolderAt(parent, name.c_str()));
+            const UniqueFd root(Platform::openFolderAt(parent, name.c_str()));
             if (!root.isOpen()) {
                 return std::unexpected(ErrorText::reading(errno, path_));
             }
@@ -56,7 +59,7 @@ private:
     {
         const std::string relative = plan_.folders[index].path;
         const std::filesystem::path path = relative.empty() ? path_ : path_ / relative;
-        const OpenDescriptor folder(TreeWalk::openBelow(root, relative));
+        const UniqueFd folder(TreeWalk::openBelow(root, relative));
         if (!folder.isOpen() || ::fstat(folder.get(), &plan_.folders[index].facts) != 0) {
             error_ = ErrorText::reading(errno, path);
             return;
@@ -109,13 +112,6 @@ private:
 };
 
 } // namespace
-
-OpenDescriptor::~OpenDescriptor()
-{
-    if (value_ >= 0) {
-        ::close(value_);
-    }
-}
 
 std::expected<TreePlan, std::string>
 TreePlan::read(int parent, const std::string& name, const std::filesystem::path& path)

@@ -4,43 +4,12 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <sys/stat.h>
-#include <utility>
 #include <vector>
 
 namespace ManagerCore
 {
-
-// An open file descriptor, closed at the end of its life.
-class OpenDescriptor
-{
-public:
-    OpenDescriptor() = default;
-    explicit OpenDescriptor(int value)
-        : value_(value)
-    {
-    }
-    ~OpenDescriptor();
-    OpenDescriptor(OpenDescriptor&& other) noexcept
-        : value_(std::exchange(other.value_, -1))
-    {
-    }
-    OpenDescriptor& operator=(OpenDescriptor&& other) noexcept
-    {
-        std::swap(value_, other.value_);
-        return *this;
-    }
-    OpenDescriptor(const OpenDescriptor&) = delete;
-    OpenDescriptor& operator=(const OpenDescriptor&) = delete;
-
-    [[nodiscard]] int get() const { return value_; }
-    [[nodiscard]] bool isOpen() const { return value_ >= 0; }
-
-private:
-    int value_ = -1;
-};
 
 // What an item consists of before it is copied: its folders, each before what it holds, and everything else.
 struct TreePlan {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <ctime>
+#include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -12,11 +13,11 @@ namespace ManagerCore::Platform::Copying
 {
 
 // A file that was not there before, open for writing; descriptor -1 with errno when it cannot be made. `cloned` tells
-// that it shares the source's contents already, `dressed` that it has the source's extended attributes, too.
+// that it shares the source's contents already, `hasAttributes` that it has all that copyAttributes copies, too.
 struct NewFile {
     int descriptor = -1;
     bool cloned = false;
-    bool dressed = false;
+    bool hasAttributes = false;
 };
 // Makes `name` in the open folder, as a clone of the open file `source` when `clone` asks for it and the file system
 // can; otherwise empty.
@@ -25,19 +26,29 @@ NewFile makeFile(int source, int folder, const char* name, bool clone);
 // Whether files like the open `source` can be cloned into the open folder, which stays as it is.
 bool canClone(int source, int folder);
 
-// Copies the stretch to the same place without the bytes passing through this program, which halves the work of the
+// Copies the extent to the same place without the bytes passing through this program, which halves the work of the
 // processor. False when not all of it could be copied in that way; some of it may have been.
 bool copyInside(int source, int destination, off_t offset, std::size_t size);
 
-// Begins to write the stretch to the disk, so that the flush at the end is short. Not waited for.
+// Begins to write the extent to the disk, so that the flush at the end is short. Not waited for.
 void startWriteBack(int file, off_t begin, off_t length);
 
-// Copies extended attributes and access lists between two open files or folders. 0, or the errno of what should be in
-// the copy and is not; what the system keeps for itself may be missing.
-int keepExtended(int source, int destination);
+// Why attributes could not be copied. `name` is that of the attribute, empty where it is none's in particular.
+struct AttributeError {
+    int error = 0; // 0 when all is copied
+    std::string name;
+};
 
-// The same for a link in each of the open folders.
-int keepExtendedOfLink(int sourceFolder, const char* source, int folder, const char* name);
+// Copies extended attributes between two open files or folders and gives the copy exactly the access lists of the
+// source: one that its folder handed down is removed. What the system keeps for itself may be missing in the copy.
+AttributeError copyAttributes(int source, int destination);
+
+// The same for a link or a named pipe in each of the open folders; with its flags.
+AttributeError copyAttributesAt(int sourceFolder, const char* source, int folder, const char* name);
+
+// Gives the open copy the flags of the source's status that its owner may set, as far as the volume has them. To be
+// called last: one of them forbids further changes.
+void copyFlags(int copy, const struct stat& from);
 
 // Waits until the contents of a file of `length` bytes are on the disk, so that an error is known to be this file's;
 // small files may be left to flushVolume. 0 or an errno.

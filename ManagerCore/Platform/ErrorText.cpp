@@ -70,16 +70,10 @@ std::string saving(int error, const std::filesystem::path& path)
 
 std::string attribute(int error, const std::filesystem::path& path, const std::string& name)
 {
-    const std::string notSaved
-        = "The attribute " + quoted(name) + " of the file " + quoted(nameOf(path)) + " couldn’t be saved";
-    switch (error) {
-    case E2BIG:
-        return notSaved + " because it is too large for the volume.";
-    case ENOSPC:
-        return notSaved + " because the volume has no room for it.";
-    default:
-        return notSaved + because(error);
-    }
+    const std::string couldNotBeCopied
+        = "The attribute " + quoted(name) + " of the file " + quoted(nameOf(path)) + " couldn’t be copied";
+    const bool tooLarge = error == E2BIG || error == ENOSPC || error == ERANGE;
+    return couldNotBeCopied + (tooLarge ? " because it is too large for the volume." : because(error));
 }
 
 std::string refusedName(const std::filesystem::path& path)

@@ -149,6 +149,107 @@ TEST_F(MoveSafetyTest, ASecondCtrlCEndsItAtOnce)
     EXPECT_TRUE(sourceIsWhole());
 }
 
+// ---- what a drive cannot do ----
+
+TEST_F(MoveSafetyTest, AVolumeThatCannotLengthenFilesGetsWholeCopies)
+{
+    for (const int error : {EPERM, EINVAL, EOPNOTSUPP}) {
+        prepare();
+        const Proc::Out out = run(command(), errnoFault("ftruncate", "*", error));
+        SCOPED_TRACE(out.stderr);
+        expectFault("ftruncate", "*");
+        EXPECT_TRUE(out.ok());
+        expectTruth(out);
+    }
+}
+
+TEST_F(MoveSafetyTest, ANameThatTheVolumeRefusesIsReportedAsThat)
+{
+    const std::map<std::string, std::string> refused {
+        {"mkdirat", "a"}, {"symlinkat", "dangling"}, {"mkfifoat", "pipe"}};
+    for (const int error : {EINVAL, EILSEQ, ENOENT}) {
+        for (const auto& [call, name] : refused) {
+            prepare();
+            ASSERT_EQ(::mkfifo((node() / "pipe").c_str(), 0600), 0);
+            const Proc::Out out = run(command(), errnoFault(call, "1", error));
+            EXPECT_THAT(out.stderr,
+                        StartsWith("Copy failed (original untouched): The name “" + name
+                                   + "” can’t be used on this volume.\n"));
+        }
+    }
+}
+
+TEST_F(MoveSafetyTest, ANameOfAFileThatTheVolumeRefusesIsReportedAsThat)
+{
+    const auto makeFile = [this] {
+        prepare();
+        fs::remove_all(node());
+        write(node(), "weights");
+    };
+    makeFile();
+    const long opens = callsOf(command()).at("openat");
+    int refused = 0;
+    for (long nth = 1; nth <= opens; nth++) {
+        makeFile();
+        const Proc::Out out = run(command(), errnoFault("openat", std::to_string(nth), ENOENT));
+        refused
+            += out.stderr.starts_with("Copy failed (original untouched): The name “a” can’t be used on this volume.\n")
+            ? 1
+            : 0;
+        EXPECT_TRUE(out.ok() || read(node()) == "weights");
+    }
+    EXPECT_EQ(refused, 1) << "the call that makes the file";
+}
+
+TEST_F(MoveSafetyTest, AFolderOfTheCopyThatIsRemovedMeanwhileIsReportedAsMissing)
+{
+    prepare();
+    const Proc::Out out = run(command(), "pthread_create:*:errno=11;fchown:1:run", "rm -rf '" + copy().string() + "'");
+    EXPECT_THAT(out.stderr, StartsWith("Copy failed (original untouched): The file “a” doesn’t exist.\n"));
+    EXPECT_TRUE(sourceIsWhole());
+}
+
+TEST_F(MoveSafetyTest, AnAttributeThatCannotBeCopiedIsNamed)
+{
+    const std::string attribute = "The attribute “user.origin” of the file “config.json” couldn’t be copied";
+    const std::map<int, std::string> reasons {
+        {EIO, attribute + " (Input/output error)."},
+        {ENOTSUP, attribute + " (Operation not supported)."},
+        {E2BIG, attribute + " because it is too large for the volume."},
+        {ENOSPC, attribute + " because it is too large for the volume."},
+        {EDQUOT, "The file “config.json” couldn’t be saved because the volume is full."}};
+    for (const auto& [error, reason] : reasons) {
+        prepare();
+        const Proc::Out out = run(command(), errnoFault("fsetxattr", "1", error));
+        EXPECT_THAT(out.stderr, StartsWith("Copy failed (original untouched): " + reason + "\n"));
+        EXPECT_TRUE(sourceIsWhole());
+    }
+}
+
+TEST_F(MoveSafetyTest, AnAttributeOfTheSystemThatTheVolumeRefusesMayBeMissing)
+{
+    if (!TestSupport::isRoot()) {
+        GTEST_SKIP() << "attributes that are not the user's take root";
+    }
+    for (const int error : {EPERM, EACCES, EINVAL, ENOTSUP}) {
+        prepare();
+        const Proc::Out out = run(command(), errnoFault("lsetxattr", "*", error));
+        SCOPED_TRACE(out.stderr);
+        expectFault("lsetxattr", "*");
+        expectTruth(out);
+        EXPECT_TRUE(out.ok());
+    }
+}
+
+TEST_F(MoveSafetyTest, AnAccessListThatCannotBeRemovedFailsTheCopy)
+{
+    prepare();
+    const Proc::Out out = run(command(), errnoFault("fremovexattr", "1", EPERM));
+    EXPECT_THAT(out.stderr,
+                StartsWith("Copy failed (original untouched): The attribute “system.posix_acl_access” of the file “"));
+    EXPECT_TRUE(sourceIsWhole());
+}
+
 // ---- without threads ----
 
 TEST_F(MoveSafetyTest, AMoveIsDoneWithAsManyThreadsAsThereAre)

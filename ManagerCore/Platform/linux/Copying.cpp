@@ -13,6 +13,9 @@
 
 #include <linux/fs.h>
 
+#include "ManagerCore/Platform/Attributes.h"
+#include "ManagerCore/Platform/UniqueFd.h"
+
 namespace ManagerCore::Platform::Copying
 {
 
@@ -47,80 +50,34 @@ public:
         return path_.empty() ? ::fsetxattr(descriptor_, name.c_str(), value.data(), value.size(), 0)
                              : ::lsetxattr(path_.c_str(), name.c_str(), value.data(), value.size(), 0);
     }
-    void remove(const char* name) const
+    [[nodiscard]] int remove(const char* name) const
     {
-        // Not being there is what is wanted.
-        [[maybe_unused]] const int result
-            = path_.empty() ? ::fremovexattr(descriptor_, name) : ::lremovexattr(path_.c_str(), name);
+        return path_.empty() ? ::fremovexattr(descriptor_, name) : ::lremovexattr(path_.c_str(), name);
     }
+
+    // What users and programs write is not.
+    static bool isOptional(std::string_view name) { return !name.starts_with("user."); }
+    static constexpr int noSuchAttribute = ENODATA;
 
 private:
     int descriptor_ = -1;
     std::string path_;
 };
 
-// Asks for the size first, and again when it has grown meanwhile. False with errno.
-template <class Ask> bool answer(std::vector<char>& buffer, Ask ask)
+AttributeError copyAll(const Entry& source, const Entry& destination)
 {
-    for (;;) {
-        const ssize_t size = ask(nullptr, 0);
-        if (size < 0) {
-            return false;
-        }
-        buffer.resize(static_cast<std::size_t>(size));
-        const ssize_t got = size == 0 ? 0 : ask(buffer.data(), buffer.size());
-        if (got >= 0) {
-            buffer.resize(static_cast<std::size_t>(got));
-            return true;
-        }
-        if (errno != ERANGE) {
-            return false;
+    const auto names = Attributes::copyAll(source, destination);
+    if (!names) {
+        return names.error();
+    }
+    // A folder's default list is handed down to what is made in it.
+    for (const char* list : {"system.posix_acl_access", "system.posix_acl_default"}) {
+        const bool inherited = std::ranges::find(*names, list) == names->end();
+        if (inherited && destination.remove(list) != 0 && errno != ENODATA && errno != ENOTSUP) {
+            return {.error = errno, .name = list};
         }
     }
-}
-
-// What users and programs write counts, the access lists too where the volume has any; labels of the system's own
-// may be refused.
-bool mayBeMissing(std::string_view name, int error)
-{
-    if (name.starts_with("user.")) {
-        return false;
-    }
-    return error == EPERM || error == EACCES || error == EINVAL || error == ENOTSUP;
-}
-
-// The name of the list, up to its end, that begins at `at`.
-std::string nameAt(const std::vector<char>& names, std::size_t at) { return {names.data() + at}; }
-
-int keepOne(const Entry& source, const Entry& destination, const std::string& name)
-{
-    std::vector<char> value;
-    if (!answer(value, [&](char* buffer, std::size_t size) { return source.get(name, buffer, size); })) {
-        return errno == ENODATA || mayBeMissing(name, errno) ? 0 : errno;
-    }
-    return destination.set(name, value) != 0 && !mayBeMissing(name, errno) ? errno : 0;
-}
-
-int keepAll(const Entry& source, const Entry& destination)
-{
-    std::vector<char> names;
-    if (!answer(names, [&source](char* buffer, std::size_t size) { return source.list(buffer, size); })) {
-        return errno == ENOTSUP ? 0 : errno;
-    }
-    names.push_back('\0');
-    bool accessList = false;
-    for (std::size_t at = 0; at + 1 < names.size();) {
-        const std::string name = nameAt(names, at);
-        if (const int error = keepOne(source, destination, name); error != 0) {
-            return error;
-        }
-        accessList = accessList || name == "system.posix_acl_access";
-        at += name.size() + 1;
-    }
-    if (!accessList) {
-        destination.remove("system.posix_acl_access"); // a folder's default list may have given one to the copy
-    }
-    return 0;
+    return {};
 }
 
 } // namespace
@@ -134,13 +91,8 @@ NewFile makeFile(int source, int folder, const char* name, bool clone)
 
 bool canClone(int source, int folder)
 {
-    const int unnamed = ::openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (unnamed < 0) {
-        return false;
-    }
-    const bool cloned = ::ioctl(unnamed, FICLONE, source) == 0;
-    ::close(unnamed);
-    return cloned;
+    const UniqueFd unnamed(::openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    return unnamed.isOpen() && ::ioctl(unnamed.get(), FICLONE, source) == 0;
 }
 
 bool copyInside(int source, int destination, off_t offset, std::size_t size)
@@ -173,12 +125,15 @@ void startWriteBack(int file, off_t begin, off_t length)
     [[maybe_unused]] const int result = ::sync_file_range(file, begin, length, SYNC_FILE_RANGE_WRITE);
 }
 
-int keepExtended(int source, int destination) { return keepAll(Entry(source), Entry(destination)); }
+AttributeError copyAttributes(int source, int destination) { return copyAll(Entry(source), Entry(destination)); }
 
-int keepExtendedOfLink(int sourceFolder, const char* source, int folder, const char* name)
+AttributeError copyAttributesAt(int sourceFolder, const char* source, int folder, const char* name)
 {
-    return keepAll(Entry(sourceFolder, source), Entry(folder, name));
+    return copyAll(Entry(sourceFolder, source), Entry(folder, name));
 }
+
+// The status has none here.
+void copyFlags(int /*copy*/, const struct stat& /*from*/) { }
 
 int flushFile(int file, off_t length)
 {

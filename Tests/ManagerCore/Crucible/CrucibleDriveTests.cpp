@@ -1,11 +1,15 @@
 // Moves between real drives: other file systems, full, read-only, pulled out.
 
+#include <array>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -151,6 +155,106 @@ TEST_P(EachFileSystem, ADriveUnmountedMeanwhileLeavesTheOriginal)
     EXPECT_EQ(SampleTree::contents(node()), before);
     EXPECT_THAT(trashed(), testing::IsEmpty());
     EXPECT_TRUE(fs::is_empty(volume->path())) << "nothing was written below the mount point";
+}
+
+// ---- access lists ----
+
+// Read and write for one user beside the owner, in the form that the system stores.
+std::string accessList(std::uint32_t user)
+{
+    struct Item {
+        std::uint16_t tag;
+        std::uint16_t permissions;
+        std::uint32_t id;
+    };
+    constexpr std::uint32_t nobody = ~0U;
+    const std::uint32_t version = 2;
+    const std::array items {Item {0x01, 6, nobody},
+                            Item {0x02, 6, user},
+                            Item {0x04, 4, nobody},
+                            Item {0x10, 6, nobody},
+                            Item {0x20, 4, nobody}};
+    std::string bytes(sizeof version + sizeof items, '\0');
+    std::memcpy(bytes.data(), &version, sizeof version);
+    std::memcpy(bytes.data() + sizeof version, items.data(), sizeof items);
+    return bytes;
+}
+
+int setAttribute(const fs::path& path, const char* name, const std::string& value)
+{
+    return ::lsetxattr(path.c_str(), name, value.data(), value.size(), 0);
+}
+
+std::string attribute(const fs::path& path, const char* name)
+{
+    std::string value(1000, '\0');
+    const ssize_t size = ::lgetxattr(path.c_str(), name, value.data(), value.size());
+    return size < 0 ? "none" : value.substr(0, static_cast<std::size_t>(size));
+}
+
+constexpr const char* ownList = "system.posix_acl_access";
+constexpr const char* defaultList = "system.posix_acl_default";
+
+TEST_P(EachFileSystem, ACopyHasTheAccessListsOfItsSourceAndNoOthers)
+{
+    MOUNT_OR_SKIP(volume, scratch() / "Vault", GetParam(), 320);
+    const fs::path source = volume->path() / "source";
+    write(source / "listed/file", "x");
+    write(source / "plain/file", "x");
+    ASSERT_EQ(::mkfifo((source / "plain/pipe").c_str(), 0600), 0);
+    makeLink(source / "plain/link", "file");
+    ASSERT_EQ(setAttribute(source / "listed", ownList, accessList(1234)), 0);
+    ASSERT_EQ(setAttribute(source / "listed", defaultList, accessList(1234)), 0);
+    ASSERT_EQ(setAttribute(source / "listed/file", ownList, accessList(1234)), 0);
+    const fs::path place = volume->path() / "place";
+    fs::create_directories(place);
+    ASSERT_EQ(setAttribute(place, defaultList, accessList(4321)), 0);
+    auto copier = TreeCopier::prepare(source, place / "copy");
+    ASSERT_TRUE(copier);
+    EXPECT_EQ(copier->copy(), std::nullopt);
+    EXPECT_EQ(SampleTree::contents(place / "copy"), SampleTree::contents(source));
+    for (const char* item : {"", "listed", "listed/file", "plain", "plain/file", "plain/pipe", "plain/link"}) {
+        for (const char* list : {ownList, defaultList}) {
+            EXPECT_EQ(attribute(place / "copy" / item, list), attribute(source / item, list)) << item << " " << list;
+        }
+    }
+    EXPECT_EQ(attribute(place / "copy/listed/file", ownList), accessList(1234));
+}
+
+// ---- attributes ----
+
+TEST_F(DriveTest, AnAttributeThatIsTooLargeForTheDriveIsNamed)
+{
+    MOUNT_OR_SKIP(large, scratch() / "Large", "xfs", 320);
+    MOUNT_OR_SKIP(small, scratch() / "Small", "ext4", 64);
+    const fs::path root = large->path();
+    write(root / "file", "x");
+    fs::create_directories(root / "folder");
+    for (const char* name : {"file", "folder"}) {
+        ASSERT_EQ(setAttribute(root / name, "user.large", std::string(60000, 'v')), 0);
+        EXPECT_EQ(CrucibleMove::relocate(root / name, root, small->path()),
+                  (Outcome {false,
+                            "Copy failed (original untouched): The attribute “user.large” of the file “"
+                                + std::string(name) + "” couldn’t be copied because it is too large for the volume."}));
+        EXPECT_TRUE(fs::exists(root / name));
+    }
+}
+
+TEST_F(DriveTest, ADriveThatFillsBeforeTheAttributesIsReportedAsFull)
+{
+    MOUNT_OR_SKIP(volume, scratch() / "Vault", "ext4", 64);
+    write(node(), "x");
+    ASSERT_EQ(setAttribute(node(), "user.origin", std::string(900, 'v')), 0);
+    TreeCopier::Watcher watcher([&](const TreeCopier::Progress& progress) {
+        if (progress.bytesDone > 0) {
+            shell("dd if=/dev/zero of='" + (volume->path() / "filler").string() + "' bs=1k; sync");
+        }
+    });
+    EXPECT_EQ(
+        moveTo(volume->path(), &watcher),
+        (Outcome {false,
+                  "Copy failed (original untouched): The file “a” couldn’t be saved because the volume is full."}));
+    EXPECT_EQ(read(node()), "x");
 }
 
 // What a drive does whose cable is pulled: from now on every write fails.
