@@ -252,7 +252,7 @@ private:
     bool parseNice(const Value& value)
     {
         std::int64_t nice = 0;
-        const bool valid = readNumber(value, -20, 20, nice);
+        const bool valid = readNumber(value, ::geteuid() == 0 ? -20 : 0, 20, nice);
         constexpr std::int64_t most = 19; // Linux has no 20
         job_.nice = valid ? std::optional(static_cast<int>(std::min(nice, most))) : std::nullopt;
         return valid;

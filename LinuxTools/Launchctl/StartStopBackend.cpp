@@ -56,13 +56,19 @@ std::optional<path> folderOf(const std::string& label)
 // launchd sets this variable too. Here it also identifies the processes of a service.
 std::string marker(const std::string& label) { return "XPC_SERVICE_NAME=" + label; }
 
+pid_t pidIn(const path& folder)
+{
+    pid_t pid = 0;
+    std::istringstream(readFile(folder / "pid")) >> pid;
+    return pid;
+}
+
 // The process that start-stop-daemon has started last. It is alive only if its pid still names the same process.
 Process mainProcess(const path& folder, const std::string& label)
 {
     Process recorded;
     std::istringstream(readFile(folder / "process")) >> recorded.pid >> recorded.startTime >> recorded.session;
-    pid_t pid = 0;
-    std::istringstream(readFile(folder / "pid")) >> pid;
+    const pid_t pid = pidIn(folder);
     const auto found = pid > 1 ? ProcessTable::find(pid) : std::nullopt;
     // launchctl may have been killed before it wrote the identity.
     const bool same = found
@@ -137,10 +143,6 @@ ManagerCore::Proc::Environment environmentOf(const Job& job)
     return variables;
 }
 
-// --nicelevel adds to the present value.
-int niceIncrement(const Job& job) { return job.nice.value_or(0) - ::getpriority(PRIO_PROCESS, 0); }
-bool canSetNice(const Job& job) { return job.nice && (niceIncrement(job) >= 0 || ::geteuid() == 0); }
-
 std::vector<std::string> startArguments(const Job& job, const path& folder)
 {
     std::vector<std::string> arguments {"--start",
@@ -156,8 +158,8 @@ std::vector<std::string> startArguments(const Job& job, const path& folder)
     if (!job.outputPath.empty() || !job.errorPath.empty()) {
         add("--output", job.outputPath.empty() ? job.errorPath : job.outputPath);
     }
-    if (canSetNice(job) && niceIncrement(job) != 0) {
-        add("--nicelevel", std::to_string(niceIncrement(job)));
+    if (job.nice) {
+        add("--nicelevel", std::to_string(*job.nice - ::getpriority(PRIO_PROCESS, 0))); // is added to the present value
     }
     if (job.umask) {
         std::ostringstream octal;
@@ -168,20 +170,6 @@ std::vector<std::string> startArguments(const Job& job, const path& folder)
     arguments.emplace_back("--");
     arguments.insert(arguments.end(), job.arguments.begin() + 1, job.arguments.end());
     return arguments;
-}
-
-// Writes the identity of the process that start-stop-daemon has started.
-Error recordProcess(const path& folder)
-{
-    pid_t pid = 0;
-    std::istringstream(readFile(folder / "pid")) >> pid;
-    const auto process = ProcessTable::find(pid);
-    if (!process) {
-        return "start-stop-daemon did not start the service.";
-    }
-    const std::string text = std::to_string(pid) + " " + std::to_string(process->startTime) + " "
-        + std::to_string(process->session) + "\n";
-    return ManagerCore::WholeFile::write(folder / "process", text, 0600);
 }
 
 // Starts the program. start-stop-daemon reports neither a missing program nor, by its status, other failures of the
@@ -200,8 +188,14 @@ Result start(Job job, const path& folder)
     if (!out.ok() || !out.stderr.empty()) {
         return std::unexpected(std::string(ManagerCore::Text::trimWhiteSpaceAndLineBreaks(out.stderr)));
     }
-    if (auto error = recordProcess(folder)) {
-        return std::unexpected(std::move(*error));
+    const auto process = ProcessTable::find(pidIn(folder));
+    if (!process) {
+        return std::unexpected("start-stop-daemon did not start the service.");
+    }
+    const std::string identity = std::to_string(process->pid) + " " + std::to_string(process->startTime) + " "
+        + std::to_string(process->session) + "\n";
+    if (auto error = ManagerCore::WholeFile::write(folder / "process", identity, 0600)) {
+        warnings.push_back(std::move(*error)); // the marker still identifies the process
     }
     return warnings;
 }
@@ -210,13 +204,12 @@ std::vector<std::string> unsupportedKeys(const Job& job)
 {
     const bool hasSoft = std::ranges::any_of(job.limits, [](const auto& limit) { return limit.soft.has_value(); });
     const bool hasHard = std::ranges::any_of(job.limits, [](const auto& limit) { return limit.hard.has_value(); });
-    const std::array<std::pair<const char*, bool>, 8> keys {{
+    const std::array<std::pair<const char*, bool>, 7> keys {{
         {"KeepAlive", job.restart != "no"},
         {"StartInterval", job.startInterval.has_value()},
         {"ProcessType", job.background},
         {"SoftResourceLimits", hasSoft},
         {"HardResourceLimits", hasHard},
-        {"Nice", job.nice && !canSetNice(job)},
         // start-stop-daemon has one log, and argv[0] is the path of the program.
         {"StandardErrorPath", !job.outputPath.empty() && !job.errorPath.empty() && job.outputPath != job.errorPath},
         {"ProgramArguments[0]", path(job.arguments.front()).filename() != path(job.program).filename()},

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include "LinuxTools/Launchctl/Label.h"
 #include "ManagerCore/Foundation/Text.h"
@@ -129,14 +128,10 @@ std::string environmentLines(const Job& job, std::vector<std::string>& warnings)
     return lines;
 }
 
-std::string processLines(const Job& job, std::vector<std::string>& warnings)
+std::string processLines(const Job& job)
 {
     std::string lines;
-    if (job.nice && *job.nice < 0 && ::geteuid() != 0) {
-        warnings.push_back(unsupportedKey(job.label, "Nice", " with a negative value"));
-    } else if (job.nice) {
-        lines += "Nice=" + std::to_string(*job.nice) + "\n";
-    }
+    lines += job.nice ? "Nice=" + std::to_string(*job.nice) + "\n" : "";
     if (job.umask) {
         std::string octal;
         for (const unsigned shift : {9U, 6U, 3U, 0U}) {
@@ -193,7 +188,7 @@ service(const Job& job, const std::filesystem::path& propertyList, const std::fi
     unit.text += "WorkingDirectory=" + withoutSpecifiers(job.workingDirectory) + "\n";
     unit.text += logLines(job, unit.warnings);
     unit.text += environmentLines(job, unit.warnings);
-    unit.text += processLines(job, unit.warnings) + restartLines(job) + "\n[Install]\nWantedBy=default.target\n";
+    unit.text += processLines(job) + restartLines(job) + "\n[Install]\nWantedBy=default.target\n";
     return unit;
 }
 

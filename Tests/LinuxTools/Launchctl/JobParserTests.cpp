@@ -2,6 +2,7 @@
 
 #include <string>
 #include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -161,9 +162,13 @@ TEST(JobParser, ReadsTheUmaskAsNumberOrOctalText)
 
 TEST(JobParser, ChecksNumbers)
 {
-    EXPECT_EQ(parsed(agent().number("Nice", -20)).nice, -20);
+    EXPECT_EQ(parsed(agent().number("Nice", -20)).nice, ::geteuid() == 0 ? std::optional(-20) : std::nullopt);
     EXPECT_EQ(parsed(agent().number("Nice", 20)).nice, 19);
     EXPECT_EQ(parsed(agent().number("Nice", 21)).warnings, badValue("Nice"));
+    if (::geteuid() == 0 && ::seteuid(1) == 0) {
+        EXPECT_EQ(parsed(agent().number("Nice", -1)).warnings, badValue("Nice")) << "only root may";
+        EXPECT_EQ(::seteuid(0), 0);
+    }
     EXPECT_EQ(parsed(agent().number("StartInterval", 0)).warnings, badValue("StartInterval"));
     EXPECT_EQ(parsed(agent().number("StartInterval", 1)).startInterval, 1U);
     EXPECT_EQ(parsed(agent().number("ThrottleInterval", 0)).throttleInterval, 0U);

@@ -179,4 +179,24 @@ TEST(PropertyLists, giveTheTextsOfADictionary)
     EXPECT_TRUE(PropertyList::texts(PropertyList::Tree(), "texts").empty());
 }
 
+TEST(PropertyLists, giveAllValues)
+{
+    using Value = PropertyList::Value;
+    const auto list = PropertyList::parse("<plist version=\"1.0\"><dict><key>text</key><string>a</string>"
+                                          "<key>flag</key><true/><key>number</key><integer>-2</integer>"
+                                          "<key>other</key><real>1</real><key>array</key><array><false/></array>"
+                                          "<key>empty</key><dict/></dict></plist>");
+    const auto root = PropertyList::value(list).content;
+    const auto& entries = std::get<Value::Dictionary>(root);
+    ASSERT_EQ(entries.size(), 6U);
+    EXPECT_EQ(entries[0].first, "text");
+    EXPECT_EQ(std::get<std::string>(entries[0].second.content), "a");
+    EXPECT_TRUE(std::get<bool>(entries[1].second.content));
+    EXPECT_EQ(std::get<std::int64_t>(entries[2].second.content), -2);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(entries[3].second.content));
+    EXPECT_FALSE(std::get<bool>(std::get<Value::Array>(entries[4].second.content).at(0).content));
+    EXPECT_TRUE(std::get<Value::Dictionary>(entries[5].second.content).empty());
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(PropertyList::value(PropertyList::Tree()).content));
+}
+
 } // namespace
