@@ -1,7 +1,7 @@
-"""A root folder with what a Debian package says that it needs, and nothing else.
+"""A root folder with the dependencies of a Debian package and the essential packages only.
 
-Its files are those that packages have brought to this machine; nothing is fetched. What every Debian system has is in
-it, too. It stands on memory, mounted for this process's view of the file system, and goes with it.
+The files are copied from the packages that are installed on this machine, so nothing is downloaded. The root is on a
+tmpfs in this process's mount namespace, which disappears with it.
 """
 
 import os
@@ -11,12 +11,12 @@ import shutil
 import subprocess
 
 DATABASE = pathlib.Path("/var/lib/dpkg")
-# What a system can be told to leave out of every package.
+# Files that a system may leave out of every package.
 LEFT_OUT = ("/usr/share/doc/", "/usr/share/info/", "/usr/share/locale/", "/usr/share/man/")
 
 
 def stanzas(text):
-    """Each with its fields, as dpkg writes them."""
+    """Each stanza of dpkg's status file with its fields."""
     for stanza in text.strip().split("\n\n"):
         fields, name = {}, None
         for line in stanza.splitlines():
@@ -29,14 +29,14 @@ def stanzas(text):
 
 
 def alternatives(relations):
-    """The names that each of the relations of a field like Depends can be met by."""
+    """For each relation of a field like Depends, the names of its alternatives."""
     for relation in re.split(r"\s*,\s*", relations.strip()):
         if relation:
             yield [re.match(r"[a-z0-9][a-z0-9+.-]*", choice.strip()).group() for choice in relation.split("|")]
 
 
 class Machine:
-    """The packages that are installed here, by their own names and by those that they provide."""
+    """The installed packages, by name and by provided name."""
 
     def __init__(self):
         self.stanza, self.fields, self._provided = {}, {}, {}
@@ -50,7 +50,7 @@ class Machine:
                 self._provided.setdefault(provided[0], name)
 
     def below(self, relations):
-        """What these relations want, with all that it wants itself."""
+        """The packages that satisfy these relations, with their dependencies and the essential packages."""
         needed = {}
         open_ends = list(alternatives(relations)) + [[name] for name in self.fields
                                                      if self.fields[name].get("Essential") == "yes"]
@@ -59,7 +59,7 @@ class Machine:
             name = next((self._provided.get(choice, choice) if choice not in self.fields else choice
                          for choice in choices if choice in self.fields or choice in self._provided), None)
             if name is None:
-                raise LookupError(f"The package {' or '.join(choices)} is wanted, but not installed on this machine.")
+                raise LookupError(f"The package {' or '.join(choices)} is needed, but not installed on this machine.")
             if name not in needed:
                 needed[name] = True
                 for field in ("Pre-Depends", "Depends"):
@@ -67,14 +67,14 @@ class Machine:
         return sorted(needed)
 
     def records(self, name):
-        """The files in which dpkg keeps what it knows of a package, but for its scripts."""
+        """dpkg's files about a package, without its scripts."""
         folder = DATABASE / "info"
         full = name if (folder / f"{name}.list").exists() else f"{name}:{self.fields[name]['Architecture']}"
         return [file for file in (folder / f"{full}.{kind}" for kind in ("list", "md5sums", "conffiles")) if file.exists()]
 
     def files(self, name):
         for path in self.records(name)[0].read_text().splitlines():
-            # Folders of the root can be links into /usr.
+            # Folders of the root can be links to /usr.
             place = os.path.join(os.path.realpath(os.path.dirname(path)), os.path.basename(path))
             if os.path.lexists(place) and (os.path.isdir(place) or not place.startswith(LEFT_OUT)):
                 yield place
@@ -82,7 +82,7 @@ class Machine:
 
 class CleanRoot:
     def __init__(self, folder, package):
-        """The root for a package's file. Wants a view of the file system that nobody else sees."""
+        """Makes the root for a package file. The process must have its own mount namespace."""
         self.folder = folder
         machine = Machine()
         relations = subprocess.run(["dpkg-deb", "--field", package, "Depends"], check=True, capture_output=True,
@@ -91,7 +91,7 @@ class CleanRoot:
         folder.mkdir(parents=True, exist_ok=True)
         mount("-t", "tmpfs", "-o", "mode=755", "tmpfs", folder)
         self._copy(machine)
-        self._tell_dpkg(machine)
+        self._write_status(machine)
         for name in ("passwd", "group"):
             shutil.copy(folder / f"usr/share/base-passwd/{name}.master", folder / f"etc/{name}")
         for name in ("proc", "dev", "tmp"):
@@ -112,7 +112,7 @@ class CleanRoot:
         if pack.wait() != 0 or unpack.wait() != 0:
             raise RuntimeError("The files of the packages could not be copied.")
 
-    def _tell_dpkg(self, machine):
+    def _write_status(self, machine):
         database = self.folder / DATABASE.relative_to("/")
         for name in ("info", "triggers", "updates"):
             (database / name).mkdir(parents=True, exist_ok=True)
@@ -126,7 +126,7 @@ class CleanRoot:
         return ["chroot", str(self.folder), *map(str, words)]
 
     def run(self, *words, environment=None, status=0):
-        """What a command in this root prints; it must end with the status."""
+        """Runs a command in this root, checks its exit status and returns its output."""
         settings = environment or {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8"}
         done = subprocess.run(self.command(*words), capture_output=True, text=True, env=settings, timeout=120,
                               stdin=subprocess.DEVNULL)
@@ -135,7 +135,7 @@ class CleanRoot:
         return done.stdout
 
     def contents(self):
-        """Every path, but for what stands on its own file system, caches, and what dpkg notes of its work."""
+        """All paths, without mounts, caches, and dpkg's database and log."""
         found = set()
         for top, folders, files in os.walk(self.folder):
             place = pathlib.Path(top)

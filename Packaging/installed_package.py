@@ -1,9 +1,9 @@
-"""Installs a Debian package into a clean root, uses what it brings and removes it again.
+"""Installs a Debian package into a clean root, uses the programs and removes it.
 
 usage: installed_package.py PACKAGE FOLDER
 
-FOLDER is where the root is mounted. Wants to be root in a view of the file system of its own; CODE_MANAGER_BUILD names
-the build that has the sample product's programs. Packaging/package-check gives it all of that.
+FOLDER is where the root is mounted. Must run as root in its own mount namespace. CODE_MANAGER_BUILD names the build with
+the sample product's programs. Packaging/package-check provides this.
 """
 
 import json
@@ -22,69 +22,69 @@ from clean_root import CleanRoot  # noqa: E402
 from support import places  # noqa: E402
 
 
-def demand(condition, sentence):
+def expect(condition, message):
     if not condition:
-        raise AssertionError(sentence)
+        raise AssertionError(message)
 
 
-def on_this_machine(*command):
-    """A command that looks at what was installed, with its own words when it does not like it."""
+def run_here(*command):
+    """Runs a command that checks installed files and returns its output."""
     done = subprocess.run(list(map(str, command)), capture_output=True, text=True, timeout=60)
-    demand(done.returncode == 0 and not done.stderr, f"{' '.join(map(str, command))}: {done.stdout}{done.stderr}")
+    expect(done.returncode == 0 and not done.stderr, f"{' '.join(map(str, command))}: {done.stdout}{done.stderr}")
     return done.stdout
 
 
 def field(package, name):
-    return on_this_machine("dpkg-deb", "--field", package, name).strip()
+    return run_here("dpkg-deb", "--field", package, name).strip()
 
 
 class Check:
     def __init__(self, root, package, sample):
         self.root, self.package, self.sample = root, package, sample
         self.version = field(package, "Version")
-        # Without a descriptor named, the programs must find what came with them.
+        # Without CM_ variables, the programs must find their own descriptor.
         self.alone = {name: value for name, value in sample.environment.items() if not name.startswith("CM_")}
 
     def tool(self, *words, environment=None, status=0):
         return self.root.run("zyn-code-manager", *words, environment=environment or self.sample.environment, status=status)
 
-    # ---- what was installed, as it lies there ----
+    # ---- the installed files ----
 
     def files(self):
         share = self.root.folder / "usr/share"
-        on_this_machine("desktop-file-validate", share / "applications/code-manager.desktop")
+        run_here("desktop-file-validate", share / "applications/code-manager.desktop")
         [metadata] = share.glob("metainfo/*")
-        on_this_machine("appstreamcli", "validate", "--no-net", metadata)
-        demand(f'<release version="{self.version}"' in metadata.read_text(),
-               f"{metadata.name} does not tell of version {self.version}.")
-        demand(len(list(share.glob("icons/hicolor/*/apps/code-manager.*"))) > 1, "There are no icons.")
+        run_here("appstreamcli", "validate", "--no-net", metadata)
+        expect(f'<release version="{self.version}"' in metadata.read_text(),
+               f"{metadata.name} has no version {self.version}.")
+        expect(len(list(share.glob("icons/hicolor/*/apps/code-manager.*"))) > 1, "There are no icons.")
         for page in (TOP / "docs/man").glob("*.1"):
             installed = share / f"man/man1/{page.name}.gz"
-            demand(installed.exists(), f"{page.name} is not installed.")
-            on_this_machine("man", "--warnings", "--encoding=UTF-8", "--local-file", installed)
+            expect(installed.exists(), f"{page.name} is not installed.")
+            run_here("man", "--warnings", "--encoding=UTF-8", "--local-file", installed)
 
     def completions(self):
         share = self.root.folder / "usr/share"
         for shell, place, parse in (("bash", "bash-completion/completions/zyn-code-manager", "-n"),
                                     ("zsh", "zsh/vendor-completions/_zyn-code-manager", "-n"),
                                     ("fish", "fish/vendor_completions.d/zyn-code-manager.fish", "--no-execute")):
-            demand((share / place).read_text() == self.tool("completion", shell), f"{place} is not the program's own.")
-            on_this_machine(shell, parse, share / place)
+            expect((share / place).read_text() == self.tool("completion", shell), f"{place} differs from the program's output.")
+            run_here(shell, parse, share / place)
 
     # ---- the programs ----
 
     def command_line(self):
-        demand(self.tool("--version") == f"zyn-code-manager {self.version}\n", "The tool has another version.")
-        demand("Usage: zyn-code-manager" in self.tool("--help"), "The tool does not tell how it is used.")
+        expect(self.tool("--version") == f"zyn-code-manager {self.version}\n", "The tool has another version.")
+        expect("Usage: zyn-code-manager" in self.tool("--help"), "The tool prints no usage.")
         identity = json.loads(self.tool("identity", "--json", environment=self.alone))["identity"]
-        demand(identity["bundlePrefix"], f"The tool does not find the descriptor that came with it: {identity}")
+        expect(identity["bundlePrefix"], f"The tool does not find its descriptor: {identity}")
         databases = json.loads(self.tool("database", "list", "--json", environment=self.alone))
-        demand(databases, "The tool does not find the databases that came with it.")
-        demand("Installed" in self.tool("status"), "The tool does not find the sample product.")
-        demand(json.loads(self.tool("scan", "--json")), "The tool finds nothing of the sample product.")
+        expect(databases, "The tool does not find its databases.")
+        expect("Installed" in self.tool("status"), "The tool does not find the sample product.")
+        expect(json.loads(self.tool("scan", "--json")), "The tool finds nothing of the sample product.")
 
     def service(self):
-        """By the program that stands behind launchctl, which only its package has brought."""
+        """Uses launchctl, which only the package has installed."""
         self.tool("service", "start")
         try:
             self.tool("service", "status")
@@ -97,7 +97,7 @@ class Check:
         from support.window import PANES, Role, Window
 
         told = self.root.run("code-manager", "--version", environment=self.sample.environment)
-        demand(told == f"Code Manager {self.version}\n", f"The window has another version: {told}")
+        expect(told == f"Code Manager {self.version}\n", f"The window has another version: {told}")
         empty = self.picture(desktop)
         window = Window(self.sample.environment, self.sample.scratch / "window", wrapper=self.root.command(),
                         executable="/usr/bin/code-manager")
@@ -107,13 +107,13 @@ class Check:
             until(lambda: window.rows().get("Status") == "Installed", lambda: f"the Overview is filled: {window.rows()}")
             for title in PANES:
                 window.open_pane(title)
-            # The toolkit's own choosers come as further modules of it.
+            # The folder chooser is in other modules of the toolkit.
             window.open_pane("Crucible")
             window.button("Set crucible folder…").press()
             until(lambda: [node for node in window.all(Role.DIALOG) if node.shown], "the chooser of folders is shown")
             window.process.send_signal(signal.SIGTERM)
-            demand(window.wait() == 0, f"The window ended with {window.process.returncode}.")
-            demand(not window.errors, "It has said something.")
+            expect(window.wait() == 0, f"The window ended with {window.process.returncode}.")
+            expect(not window.errors, "The window printed errors.")
         except AssertionError as wrong:
             raise AssertionError(f"{wrong}\nThe window: {window.errors}") from None
         finally:
@@ -145,12 +145,12 @@ def check(package, folder):
             sample.close()
     finally:
         desktop.close()
-    brought = len(root.contents() - before)
+    installed = len(root.contents() - before)
     root.run("dpkg", "--purge", "code-manager")
     left = root.contents() ^ before
-    demand(not left, f"Removing the package leaves or takes: {' '.join(sorted(left))}")
-    print(f"{package.name}: {brought} files and folders installed, used and removed, {len(root.packages)} packages below "
-          f"them; root made in {built:.0f} s, {time.monotonic() - started:.0f} s in all")
+    expect(not left, f"These files differ after the package was removed: {' '.join(sorted(left))}")
+    print(f"{package.name}: {installed} files and folders installed, used and removed, with {len(root.packages)} packages "
+          f"as dependencies; root made in {built:.0f} s, {time.monotonic() - started:.0f} s in all")
 
 
 def main():
@@ -159,7 +159,7 @@ def main():
         return 2
     obstacle = places.obstacle()
     if obstacle:
-        print(f"The package cannot be tried: {obstacle}", file=sys.stderr)
+        print(f"The package cannot be checked: {obstacle}", file=sys.stderr)
         return 1
     check(pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve())
     return 0
