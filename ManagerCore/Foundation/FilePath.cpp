@@ -71,21 +71,6 @@ bool isSameFolder(const std::filesystem::path& one, const std::filesystem::path&
     return left && right && left->st_dev == right->st_dev && left->st_ino == right->st_ino;
 }
 
-// The same item by a path without dots; what is not there stays as it is, since without dots it could be.
-std::filesystem::path sameWithoutDots(const std::filesystem::path& path)
-{
-    const bool endsInDots = isDots(path.filename());
-    const std::filesystem::path folder = endsInDots ? path : path.parent_path();
-    if (std::ranges::none_of(path, isDots) || !FilePath::exists(folder)) {
-        return path;
-    }
-    std::filesystem::path plain = withoutDots(path);
-    if (isSameFolder(folder, endsInDots ? plain : plain.parent_path())) {
-        return plain;
-    }
-    return endsInDots ? resolved(folder) : resolved(folder) / path.filename();
-}
-
 // What is written in the link; absent for anything that is not a link or cannot be read.
 std::optional<std::string> linkText(const std::filesystem::path& path)
 {
@@ -168,6 +153,20 @@ std::filesystem::path resolvedLinkTarget(const std::filesystem::path& path)
         return path;
     }
     return text->starts_with('/') ? fromText(*text) : sameWithoutDots(appending(parent(path), *text));
+}
+
+std::filesystem::path sameWithoutDots(const std::filesystem::path& path)
+{
+    const bool endsInDots = isDots(path.filename());
+    const std::filesystem::path folder = endsInDots ? path : path.parent_path();
+    if (std::ranges::none_of(path, isDots) || !FilePath::exists(folder)) {
+        return path;
+    }
+    std::filesystem::path plain = withoutDots(path);
+    if (isSameFolder(folder, endsInDots ? plain : plain.parent_path())) {
+        return plain;
+    }
+    return endsInDots ? resolved(folder) : resolved(folder) / path.filename();
 }
 
 std::filesystem::path standardised(const std::filesystem::path& path)

@@ -40,10 +40,13 @@ std::optional<std::filesystem::path> linkDestination(const std::filesystem::path
 // The same, with anything that is not a link mapping to itself.
 std::filesystem::path linkTarget(const std::filesystem::path& path);
 
-// The same with a relative destination resolved against the link's folder: without "." and "..", which go by their
-// names where that leads to the same item, else by resolving the links before them. A link that stands at the
-// destination stays one.
+// Where the link at `path` leads, a relative destination as `sameWithoutDots` gives it. A link at the destination stays
+// one.
 std::filesystem::path resolvedLinkTarget(const std::filesystem::path& path);
+
+// The same item by a path without "." and "..": by its names alone where that leads to the same item, else with the
+// links before them resolved. A path whose folder does not exist stays as it is.
+std::filesystem::path sameWithoutDots(const std::filesystem::path& path);
 
 // Without ".", ".." and doubled slashes; links are resolved first when there is a "..". On macOS a leading /private is
 // dropped where the short form exists.

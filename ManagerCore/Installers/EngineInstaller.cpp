@@ -8,13 +8,14 @@ namespace ManagerCore::EngineInstaller
 
 std::optional<std::string> engineDir(const std::string& projectDir)
 {
-    constexpr const char* engine = "mlx-vantor";
-    std::string near = Installer::beside(projectDir, engine);
-    if (FilePath::exists(near)) {
-        return near;
+    for (const std::filesystem::path& holder : Installer::holders(projectDir)) {
+        for (const std::filesystem::path& place : {holder, FilePath::parent(holder)}) {
+            if (const auto engine = FilePath::appending(place, "mlx-vantor"); FilePath::exists(engine)) {
+                return engine.string();
+            }
+        }
     }
-    const std::string higher = Installer::beside(FilePath::parent(near).string(), engine);
-    return FilePath::exists(higher) ? std::optional(higher) : std::nullopt;
+    return std::nullopt;
 }
 
 Proc::Out run(const std::string& projectDir, Proc::Watcher* watcher)

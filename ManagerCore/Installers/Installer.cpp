@@ -1,5 +1,6 @@
 #include "ManagerCore/Installers/Installer.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -65,10 +66,24 @@ Proc::Out build(const std::string& dir, Proc::Watcher* watcher)
 
 bool has(const std::string& dir, std::string_view name) { return FilePath::exists(under(dir, name)); }
 
+std::vector<std::filesystem::path> holders(const std::string& dir)
+{
+    const std::filesystem::path folder = FilePath::sameWithoutDots(FilePath::fromText(dir));
+    if (folder.empty()) {
+        return {};
+    }
+    return {FilePath::parent(folder), FilePath::parent(FilePath::resolved(folder))};
+}
+
 std::string beside(const std::string& dir, std::string_view name)
 {
-    const std::filesystem::path folder = FilePath::fromText(dir);
-    return folder.empty() ? std::string() : FilePath::appending(FilePath::parent(folder), name).string();
+    std::vector<std::filesystem::path> places = holders(dir);
+    for (std::filesystem::path& place : places) {
+        place = FilePath::appending(place, name);
+    }
+    const auto found = std::ranges::find_if(places, FilePath::exists);
+    const auto chosen = found == places.end() ? places.begin() : found;
+    return places.empty() ? std::string() : chosen->string();
 }
 
 Proc::Out runScript(const std::string& dir,

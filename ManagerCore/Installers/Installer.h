@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +27,11 @@ Proc::Out build(const std::string& dir, Proc::Watcher* watcher = nullptr);
 // Whether `dir` holds something of that name. An empty `dir` holds nothing.
 bool has(const std::string& dir, std::string_view name);
 
-// The path of `name` in the folder that holds `dir`, whether it exists or not; empty for an empty `dir`.
+// The folders that hold `dir`: first as it is named, then, where it is a link, the one of its real folder. None for an
+// empty `dir`.
+std::vector<std::filesystem::path> holders(const std::string& dir);
+
+// The path of `name` in the first of these folders that has it, else in the first; empty for an empty `dir`.
 std::string beside(const std::string& dir, std::string_view name);
 
 // Runs a script of `dir` by bash, there and in the environment above, whether it exists or not.

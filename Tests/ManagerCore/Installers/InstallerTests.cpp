@@ -267,6 +267,34 @@ TEST_F(InstallerTest, theEngineLiesBesideTheProjectOrOneHigher)
     EXPECT_EQ(EngineInstaller::run(project()), (Out {.code = 5, .stdout = "near\n", .stderr = ""}));
 }
 
+TEST_F(InstallerTest, theEngineIsFoundHoweverTheProjectIsNamed)
+{
+    const fs::path work = fs::path(project()).parent_path();
+    const fs::path near = work / "mlx-vantor";
+    fs::create_directories(near);
+    fs::create_directories(fs::path(project()) / "desktop");
+    for (const char* const steps : {"/.", "/./", "/desktop/..", "/desktop/../.", "/./desktop/.././"}) {
+        EXPECT_EQ(EngineInstaller::engineDir(project() + steps), near.string()) << steps;
+    }
+}
+
+TEST_F(InstallerTest, besideALinkToTheProjectComesBeforeBesideItsFolder)
+{
+    const fs::path work = fs::path(project()).parent_path();
+    const fs::path real = work / "mlx-vantor";
+    fs::create_directories(real);
+    fs::create_directories(fs::path(project()) / "desktop");
+    const fs::path link = home() / "projects/zyn";
+    TestSupport::makeLink(link, project());
+    EXPECT_EQ(EngineInstaller::engineDir(link), real.string());
+    EXPECT_EQ(EngineInstaller::engineDir(link / "desktop/.."), real.string());
+    EXPECT_EQ(Installer::beside(link, "neither"), (home() / "projects/neither").string());
+    fs::rename(real, work.parent_path() / "mlx-vantor");
+    EXPECT_EQ(EngineInstaller::engineDir(link), (work.parent_path() / "mlx-vantor").string());
+    fs::create_directories(home() / "projects/mlx-vantor");
+    EXPECT_EQ(EngineInstaller::engineDir(link), (home() / "projects/mlx-vantor").string());
+}
+
 TEST_F(InstallerTest, theEngineIsBuiltWithCargoToo)
 {
     const fs::path engine = fs::path(project()).parent_path() / "mlx-vantor";
