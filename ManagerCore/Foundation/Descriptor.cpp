@@ -62,7 +62,7 @@ struct Map::Contents {
 
     void storeLine(std::string_view line)
     {
-        const std::size_t equals = line.find('=');
+        const std::size_t equals = Text::find(line, '=');
         if (equals == std::string_view::npos) {
             return;
         }
@@ -97,23 +97,24 @@ private:
 namespace
 {
 
-// Where the line that begins at `start` ends: at a line feed that is one, or at the text's end.
-std::size_t lineEnd(std::string_view text, std::size_t start)
-{
-    std::size_t end = text.find('\n', start);
-    while (end != std::string_view::npos && !Text::isLineFeedAt(text, end)) {
-        end = text.find('\n', end + 1);
-    }
-    return std::min(end, text.size());
-}
-
-std::int64_t openedBrackets(std::string_view line)
+std::int64_t openedBrackets(std::string_view line, bool isAscii)
 {
     std::int64_t depth = 0;
     for (const char letter : line) {
         depth += static_cast<std::int64_t>(letter == '[') - static_cast<std::int64_t>(letter == ']');
     }
+    for (std::size_t at = isAscii ? line.size() : 0; at < line.size(); at++) {
+        if ((line[at] == '[' || line[at] == ']') && !Text::isCharacterAt(line, at)) {
+            depth -= line[at] == '[' ? 1 : -1;
+        }
+    }
     return depth;
+}
+
+bool isEnclosed(std::string_view value, char open, char close)
+{
+    return value.size() >= 2 && value.front() == open && value.back() == close && Text::isCharacterAt(value, 0)
+        && Text::isCharacterAt(value, value.size() - 1);
 }
 
 } // namespace
@@ -123,14 +124,15 @@ Map parse(std::string_view text)
     auto contents = std::make_shared<Map::Contents>();
     std::string& joined = contents->text;
     joined.reserve(text.size() + 1);
+    const bool isAscii = Text::isAscii(text);
     std::int64_t depth = 0;
     std::size_t lineStart = 0;
     for (std::size_t start = 0; start <= text.size();) {
-        const std::size_t end = lineEnd(text, start);
+        const std::size_t end = std::min(Text::find(text, '\n', start), text.size());
         const std::string_view line = text.substr(start, end - start);
-        const std::string_view kept = line.substr(0, std::min(line.find('#'), line.size()));
+        const std::string_view kept = line.substr(0, Text::find(line, '#'));
         joined.append(kept);
-        depth += openedBrackets(kept);
+        depth += openedBrackets(kept, isAscii);
         // A carriage return that a cut comment left at the end becomes one character with the line feed that joins.
         const bool splits = end == text.size() || joined.empty() || joined.back() != '\r';
         if (splits && (depth <= 0 || end == text.size())) {
@@ -170,8 +172,7 @@ std::vector<std::pair<std::string_view, std::string_view>> Map::entries() const
 
 std::string_view unquote(std::string_view value)
 {
-    const bool quoted
-        = value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
+    const bool quoted = isEnclosed(value, '"', '"') || isEnclosed(value, '\'', '\'');
     return quoted ? value.substr(1, value.size() - 2) : value;
 }
 
@@ -179,7 +180,7 @@ std::vector<std::string> list(std::string_view key, const Map& map)
 {
     std::vector<std::string> elements;
     const std::string_view value = map.find(key).value_or(std::string_view {});
-    if (!value.starts_with('[') || !value.ends_with(']')) {
+    if (!isEnclosed(value, '[', ']')) {
         return elements;
     }
     for (const std::string_view piece : Text::pieces(value.substr(1, value.size() - 2), ',')) {

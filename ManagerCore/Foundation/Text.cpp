@@ -13,51 +13,12 @@
 #include <utf8proc.h>
 
 #include "ManagerCore/Platform/ErrorText.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::Text
 {
 
 namespace ErrorText = Platform::ErrorText;
-
-bool isLineFeedAt(std::string_view text, std::size_t index)
-{
-    return text[index] == '\n' && (index == 0 || text[index - 1] != '\r');
-}
-
-std::vector<std::string_view> lines(std::string_view text)
-{
-    std::vector<std::string_view> found;
-    std::size_t start = 0;
-    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {
-        if (isLineFeedAt(text, at)) {
-            found.push_back(text.substr(start, at - start));
-            start = at + 1;
-        }
-    }
-    found.push_back(text.substr(start));
-    return found;
-}
-
-std::vector<std::string_view> nonEmptyLines(std::string_view text)
-{
-    std::vector<std::string_view> found = lines(text);
-    std::erase_if(found, [](std::string_view line) { return line.empty(); });
-    return found;
-}
-
-std::vector<std::string_view> pieces(std::string_view text, char separator)
-{
-    std::vector<std::string_view> found;
-    std::size_t start = 0;
-    while (start <= text.size()) {
-        const std::size_t end = std::min(text.find(separator, start), text.size());
-        if (end > start) {
-            found.push_back(text.substr(start, end - start));
-        }
-        start = end + 1;
-    }
-    return found;
-}
 
 namespace
 {
@@ -220,7 +181,90 @@ template <class Boundary> void eachBoundary(std::string_view text, Boundary boun
     }
 }
 
+// Whether the characters on both sides of `index` are one.
+bool joinsAt(std::string_view text, std::size_t index)
+{
+    if (index == 0 || index >= text.size()) {
+        return false;
+    }
+    const auto before = static_cast<unsigned char>(text[index - 1]);
+    const auto after = static_cast<unsigned char>(text[index]);
+    if (before < 0x80 && after < 0x80) {
+        return before == '\r' && after == '\n';
+    }
+    const std::string_view head = text.substr(0, index);
+    const utf8proc_int32_t last = decode(head.substr(lastStart(head))).codePoint;
+    const utf8proc_int32_t next = decode(text.substr(index)).codePoint;
+    return last >= 0 && next >= 0 && !utf8proc_grapheme_break(last, next);
+}
+
+bool comparesByBytes(std::string_view one, std::string_view other)
+{
+    return (isAscii(one) && isAscii(other)) || !isUtf8(one) || !isUtf8(other);
+}
+
+// In composed form, in which equal texts have equal bytes.
+std::string composed(std::string_view text)
+{
+    utf8proc_uint8_t* bytes = nullptr;
+    const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                   static_cast<utf8proc_ssize_t>(text.size()),
+                                   &bytes,
+                                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(bytes, &std::free);
+    return size < 0 ? std::string(text) : std::string(bytes, bytes + size);
+}
+
+// Whether a character begins or the text ends there.
+bool isBoundary(std::string_view text, std::size_t index)
+{
+    bool found = index == 0 || index == text.size();
+    eachBoundary(text, [&](std::size_t at) {
+        found = found || at == index;
+        return at < index;
+    });
+    return found;
+}
+
 } // namespace
+
+bool isCharacterAt(std::string_view text, std::size_t index)
+{
+    return !joinsAt(text, index) && !joinsAt(text, index + 1);
+}
+
+std::vector<std::string_view> lines(std::string_view text)
+{
+    std::vector<std::string_view> found;
+    std::size_t start = 0;
+    for (std::size_t at = find(text, '\n'); at != std::string_view::npos; at = find(text, '\n', start)) {
+        found.push_back(text.substr(start, at - start));
+        start = at + 1;
+    }
+    found.push_back(text.substr(start));
+    return found;
+}
+
+std::vector<std::string_view> nonEmptyLines(std::string_view text)
+{
+    std::vector<std::string_view> found = lines(text);
+    std::erase_if(found, [](std::string_view line) { return line.empty(); });
+    return found;
+}
+
+std::vector<std::string_view> pieces(std::string_view text, char separator)
+{
+    std::vector<std::string_view> found;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const std::size_t end = std::min(find(text, separator, start), text.size());
+        if (end > start) {
+            found.push_back(text.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return found;
+}
 
 std::string_view trimSpacesAndTabs(std::string_view text) { return trim<isSpaceOrTab>(text); }
 
@@ -268,6 +312,46 @@ std::string_view lastCharacters(std::string_view text, std::size_t count)
     return seen <= count ? text : text.substr(starts[seen % count]);
 }
 
+bool equals(std::string_view one, std::string_view other)
+{
+    return comparesByBytes(one, other) ? one == other : composed(one) == composed(other);
+}
+
+bool startsWith(std::string_view text, std::string_view prefix)
+{
+    if (comparesByBytes(text, prefix)) {
+        return text.starts_with(prefix);
+    }
+    const std::string whole = composed(text);
+    const std::string part = composed(prefix);
+    return whole.starts_with(part) && isBoundary(whole, part.size());
+}
+
+bool endsWith(std::string_view text, std::string_view suffix)
+{
+    if (comparesByBytes(text, suffix)) {
+        return text.ends_with(suffix);
+    }
+    const std::string whole = composed(text);
+    const std::string part = composed(suffix);
+    return whole.ends_with(part) && isBoundary(whole, whole.size() - part.size());
+}
+
+bool contains(std::string_view text, std::string_view part)
+{
+    if (comparesByBytes(text, part)) {
+        return text.find(part) != std::string_view::npos;
+    }
+    const std::string whole = composed(text);
+    const std::string wanted = composed(part);
+    for (std::size_t at = whole.find(wanted); at != std::string::npos; at = whole.find(wanted, at + 1)) {
+        if (isBoundary(whole, at) && isBoundary(whole, at + wanted.size())) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string lowercased(std::string_view text)
 {
     const std::string valid = repairedUtf8(std::string(text));
@@ -279,16 +363,12 @@ std::string lowercased(std::string_view text)
         lowered.append(encoded.begin(), encoded.begin() + size);
         index += next.length;
     }
-    utf8proc_uint8_t* composed = nullptr;
-    const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(lowered.data()),
-                                   static_cast<utf8proc_ssize_t>(lowered.size()),
-                                   &composed,
-                                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
-    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(composed, &std::free);
-    return size < 0 ? lowered : std::string(composed, composed + size);
+    return composed(lowered);
 }
 
 std::string inQuotes(std::string_view text) { return "“" + std::string(text) + "”"; }
+
+bool isAscii(std::string_view bytes) { return asciiLength(bytes) == bytes.size(); }
 
 bool isUtf8(std::string_view bytes) { return validLength(bytes) == bytes.size(); }
 
@@ -315,28 +395,6 @@ std::string repairedUtf8(std::string bytes)
 
 namespace
 {
-
-class OpenFile
-{
-public:
-    // O_NONBLOCK keeps a FIFO without a writer from holding the open up.
-    explicit OpenFile(const std::filesystem::path& path)
-        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
-    {
-    }
-    ~OpenFile()
-    {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    [[nodiscard]] int descriptor() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
 
 // Reads to the end of the file, which may grow or shrink meanwhile. An errno, or 0.
 int readAll(int descriptor, std::size_t expected, std::string& bytes)
@@ -367,19 +425,20 @@ int readAll(int descriptor, std::size_t expected, std::string& bytes)
 
 std::expected<std::string, std::string> readBytes(const std::filesystem::path& path)
 {
-    const OpenFile file(path);
-    struct stat facts {};
-    if (file.descriptor() < 0 || ::fstat(file.descriptor(), &facts) != 0) {
+    // O_NONBLOCK: the path may name a FIFO without a writer.
+    const Platform::UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
         return std::unexpected(ErrorText::reading(errno, path));
     }
-    if (!S_ISREG(facts.st_mode)) {
+    if (!S_ISREG(status.st_mode)) {
         return std::unexpected(ErrorText::unsuitable(path, "it isn’t a regular file"));
     }
-    if (static_cast<std::size_t>(facts.st_size) > readLimit) {
+    if (static_cast<std::size_t>(status.st_size) > readLimit) {
         return std::unexpected(ErrorText::reading(EFBIG, path));
     }
     std::string bytes;
-    if (const int error = readAll(file.descriptor(), static_cast<std::size_t>(facts.st_size), bytes); error != 0) {
+    if (const int error = readAll(file.get(), static_cast<std::size_t>(status.st_size), bytes); error != 0) {
         return std::unexpected(ErrorText::reading(error, path));
     }
     return bytes;

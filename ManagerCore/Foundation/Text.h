@@ -12,8 +12,26 @@
 namespace ManagerCore::Text
 {
 
-// Whether a line feed stands at `index`. A carriage return with its line feed is one character and is none.
-bool isLineFeedAt(std::string_view text, std::size_t index);
+// Whether the ASCII character at `index` is a character by itself. It is not when a combining mark belongs to it, and a
+// carriage return with its line feed is one character.
+bool isCharacterAt(std::string_view text, std::size_t index);
+
+// The usual case of it, decided without decoding: printable ASCII on both sides.
+inline bool isBetweenAscii(std::string_view text, std::size_t index)
+{
+    const auto isPrintable = [](char letter) { return letter >= ' ' && letter <= '~'; };
+    return index > 0 && isPrintable(text[index - 1]) && index + 1 < text.size() && isPrintable(text[index + 1]);
+}
+
+// The first place from `from` on where `character`, in ASCII, is a character by itself; npos when there is none.
+inline std::size_t find(std::string_view text, char character, std::size_t from = 0)
+{
+    std::size_t at = text.find(character, from);
+    while (at != std::string_view::npos && !isBetweenAscii(text, at) && !isCharacterAt(text, at)) {
+        at = text.find(character, at + 1);
+    }
+    return at;
+}
 
 // Split at every line feed; empty lines are kept by `lines` and dropped by `nonEmptyLines`.
 std::vector<std::string_view> lines(std::string_view text);
@@ -33,12 +51,19 @@ std::string_view trimWhiteSpaceAndLineBreaks(std::string_view text);
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 std::string_view lastCharacters(std::string_view text, std::size_t count);
 
+// Comparisons by characters: composed and decomposed forms are equal. A text that is not UTF-8 compares by its bytes.
+bool equals(std::string_view one, std::string_view other);
+bool startsWith(std::string_view text, std::string_view prefix);
+bool endsWith(std::string_view text, std::string_view suffix);
+bool contains(std::string_view text, std::string_view part);
+
 // Lower case by Unicode's rules and in composed form, so that equal texts compare equal.
 std::string lowercased(std::string_view text);
 
 // As messages name what they speak of.
 std::string inQuotes(std::string_view text);
 
+bool isAscii(std::string_view bytes);
 bool isUtf8(std::string_view bytes);
 
 // The bytes as UTF-8; each invalid sequence (the longest beginning of a valid one, else one byte) becomes U+FFFD.

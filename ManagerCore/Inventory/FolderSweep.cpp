@@ -10,7 +10,9 @@
 #include <unistd.h>
 
 #include "ManagerCore/Foundation/FilePath.h"
+#include "ManagerCore/Foundation/Text.h"
 #include "ManagerCore/Platform/Platform.h"
+#include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::FolderSweep
 {
@@ -38,23 +40,22 @@ constexpr std::array<const char*, 5> editorFolders {".vscode", ".cursor", ".wind
 
 bool nameBelongs(const Identity& identity, std::string_view name)
 {
-    return (!identity.bundlePrefix.empty() && name.starts_with(identity.bundlePrefix)) || name == identity.name
-        || name.starts_with(identity.name + ".");
+    return (!identity.bundlePrefix.empty() && Text::startsWith(name, identity.bundlePrefix))
+        || Text::equals(name, identity.name) || Text::startsWith(name, identity.name + ".");
 }
 
 std::vector<FoundItem> entriesOf(const std::filesystem::path& folder, ArtifactCategory category, const Belongs& belongs)
 {
     std::vector<FoundItem> entries;
-    const int opened = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (opened < 0) {
+    const Platform::UniqueFd opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened.isOpen()) {
         return entries;
     }
-    const bool whole = Platform::readFolder(opened, [&](std::string_view name, Platform::FileKind) {
+    const bool whole = Platform::readFolder(opened.get(), [&](std::string_view name, Platform::FileKind) {
         if (belongs(name)) {
             entries.push_back({.url = FilePath::appending(folder, name), .category = category});
         }
     });
-    ::close(opened);
     if (!whole) {
         entries.clear();
     }
@@ -68,8 +69,8 @@ void append(std::vector<FoundItem>& all, std::vector<FoundItem> more)
 
 bool isOwn(const FoundItem& item)
 {
-    struct stat facts {};
-    return ::lstat(item.url.c_str(), &facts) == 0 && facts.st_uid == ::getuid();
+    struct stat status {};
+    return ::lstat(item.url.c_str(), &status) == 0 && status.st_uid == ::getuid();
 }
 
 } // namespace
@@ -105,9 +106,8 @@ std::vector<FoundItem> editorExtensions(const Identity& identity)
     if (identity.editorExtensionId.empty()) {
         return found;
     }
-    const auto belongs = [&identity](std::string_view name) {
-        return name.find(identity.editorExtensionId) != std::string_view::npos;
-    };
+    const auto belongs
+        = [&identity](std::string_view name) { return Text::contains(name, identity.editorExtensionId); };
     for (const char* editor : editorFolders) {
         const auto folder = FilePath::expandHome(std::string("~/") + editor + "/extensions");
         append(found, entriesOf(folder, ArtifactCategory::editorExtensions, belongs));

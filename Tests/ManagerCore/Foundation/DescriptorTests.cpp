@@ -85,6 +85,25 @@ TEST(DescriptorParse, aCarriageReturnLeftByACutCommentJoinsTheLines)
     EXPECT_EQ(raw("a = 1\r# comment\nb = 2\nc = 3", "c"), "3");
 }
 
+TEST(DescriptorParse, aDelimiterWithACombiningMarkIsAnotherCharacter)
+{
+    EXPECT_EQ(raw("a = x#\u0301y # comment", "a"), "x#\u0301y");
+    EXPECT_EQ(raw("a=\u0301b = c", "a=\u0301b"), "c");
+    EXPECT_EQ(raw("a = [\u0301\nb = 2", "b"), "2");
+    EXPECT_EQ(raw("a = [1]\u0301\n2]\nb = 2", "a"), "[1]\u0301 2]");
+    EXPECT_EQ(raw("a = 1\n\u0301b = 2", "\u0301b"), "2") << "a line feed takes no mark";
+    EXPECT_EQ(raw("a = \u0600# b # c", "a"), "\u0600# b") << "a mark that belongs to what follows";
+    EXPECT_EQ(raw("a = x#\xCC", "a"), "x") << "no mark, but an invalid byte";
+}
+
+TEST(DescriptorUnquote, takesNoQuoteWithACombiningMark)
+{
+    EXPECT_EQ(Descriptor::unquote("\"\u0301a\""), "\"\u0301a\"");
+    EXPECT_EQ(Descriptor::unquote("\"a\"\u0301"), "\"a\"\u0301");
+    EXPECT_EQ(Descriptor::unquote("'a\u0600'"), "'a\u0600'");
+    EXPECT_EQ(Descriptor::unquote("\"\u00E9\""), "\u00E9");
+}
+
 TEST(DescriptorUnquote, takesOneMatchingPair)
 {
     EXPECT_EQ(Descriptor::unquote("\"a\""), "a");
@@ -105,6 +124,9 @@ TEST(DescriptorList, readsOneLineArraysAlone)
     EXPECT_THAT(elements("[\"a\", \"\", 'b']"), ElementsAre("a", "b"));
     EXPECT_THAT(elements("[ a ,,\u00A0b\u00A0, ]"), ElementsAre("a", "b"));
     EXPECT_THAT(elements("[\"a,b\"]"), ElementsAre("\"a", "b\""));
+    EXPECT_THAT(elements("[a,\u0301b, c]"), ElementsAre("a,\u0301b", "c"));
+    EXPECT_THAT(elements("[\u0301a]"), IsEmpty());
+    EXPECT_THAT(elements("[a\u0600]"), IsEmpty());
     EXPECT_THAT(elements("\"a\""), IsEmpty());
     EXPECT_THAT(elements("[a"), IsEmpty());
     EXPECT_THAT(elements("[a] x"), IsEmpty());

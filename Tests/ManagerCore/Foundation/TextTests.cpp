@@ -35,6 +35,44 @@ TEST(TextPieces, dropEmptyOnes)
     EXPECT_THAT(Text::pieces("", ':'), IsEmpty());
 }
 
+TEST(TextFind, findsTheCharacterByItselfAlone)
+{
+    EXPECT_EQ(Text::find("a,b,c", ','), 1U);
+    EXPECT_EQ(Text::find("a,b,c", ',', 2), 3U);
+    EXPECT_EQ(Text::find("a,\u0301b,", ','), 5U);
+    EXPECT_EQ(Text::find("\u0600,", ','), std::string_view::npos) << "a mark that belongs to what follows";
+    EXPECT_EQ(Text::find(",\xCC", ','), 0U) << "no mark, but an invalid byte";
+    EXPECT_EQ(Text::find("\xCC\x81,", ','), 2U) << "a mark belongs to what precedes it";
+    EXPECT_EQ(Text::find("a\r\nb\n\u0301", '\n'), 4U) << "a line feed takes no mark";
+    EXPECT_EQ(Text::find("", ','), std::string_view::npos);
+}
+
+TEST(TextComparison, canonicallyEquivalentTextsAreEqual)
+{
+    EXPECT_TRUE(Text::equals("caf\u00E9", "cafe\u0301"));
+    EXPECT_TRUE(Text::equals("\uAC00", "\u1100\u1161"));
+    EXPECT_FALSE(Text::equals("cafe", "cafe\u0301"));
+    EXPECT_FALSE(Text::equals("\u00E9\xFF", "e\u0301\xFF")) << "not UTF-8: by bytes";
+    EXPECT_TRUE(Text::equals("\u00E9\xFF", "\u00E9\xFF"));
+}
+
+TEST(TextComparison, aPartConsistsOfWholeCharacters)
+{
+    EXPECT_TRUE(Text::startsWith("caf\u00E9.app", "cafe\u0301"));
+    EXPECT_FALSE(Text::startsWith("cafe\u0301.app", "cafe"));
+    EXPECT_TRUE(Text::startsWith("cafe.\u00E9", "cafe."));
+    EXPECT_TRUE(Text::startsWith("cafe\u0301\xFF", "cafe")) << "not UTF-8: by bytes";
+    EXPECT_TRUE(Text::startsWith("\u00E9", ""));
+    EXPECT_TRUE(Text::endsWith("a/cafe\u0301", "/caf\u00E9"));
+    EXPECT_FALSE(Text::endsWith("a/cafe\u0301", "\u0301"));
+    EXPECT_TRUE(Text::endsWith("\u00E9/cafe", "/cafe"));
+    EXPECT_TRUE(Text::endsWith("\xFF/cafe", "/cafe"));
+    EXPECT_TRUE(Text::contains("the cafe\u0301 and the caf\u00E9", "caf\u00E9 and"));
+    EXPECT_TRUE(Text::contains("cafe\u0301, cafe", "cafe"));
+    EXPECT_FALSE(Text::contains("the cafe\u0301", "cafe"));
+    EXPECT_TRUE(Text::contains("\xFF cafe\u0301", "cafe"));
+}
+
 TEST(TextTrim, eachKindTakesItsOwnCharacters)
 {
     EXPECT_EQ(Text::trimSpacesAndTabs(" \t a\u00A0b \t"), "a\u00A0b");

@@ -334,6 +334,49 @@ TEST_F(ScannerTest, aProductWhoseNameBeginsAnothersLeavesThatOneAlone)
     EXPECT_EQ(scan(longer).size(), 5U);
 }
 
+TEST_F(ScannerTest, namesAreComparedAsTextsAndNotAsBytes)
+{
+    Identity identity = product();
+    identity.name = "Caf\u00E9"; // composed
+    identity.bundlePrefix = "com.cafe\u0301."; // decomposed
+    identity.editorExtensionId = "labs.caf\u00E9";
+    for (const char* name : {"Cafe\u0301",
+                             "Caf\u00E9.plist",
+                             "Cafe\u0301.plist",
+                             "com.caf\u00E9.desktop",
+                             "com.cafe\u0301.\xFF",
+                             "Cafe",
+                             "Cafe\u0301s",
+                             "Cafe\u0301.\u0301plist",
+                             "com.caf\u00E9.\xFF",
+                             "com.cafe.desktop"}) {
+        write(library("Caches") / name, "x");
+    }
+    write(home() / ".vscode/extensions/labs.cafe\u0301-1.2.3/package.json", "{}");
+    write(home() / ".vscode/extensions/labs.cafe-1.2.3/package.json", "{}");
+    EXPECT_THAT(
+        scan(identity),
+        testing::UnorderedElementsAre(Named {"Caches", "~/Library/Caches/Cafe\u0301"},
+                                      Named {"Caches", "~/Library/Caches/Caf\u00E9.plist"},
+                                      Named {"Caches", "~/Library/Caches/Cafe\u0301.plist"},
+                                      Named {"Caches", "~/Library/Caches/com.caf\u00E9.desktop"},
+                                      Named {"Caches", "~/Library/Caches/com.cafe\u0301.\xFF"},
+                                      Named {"Editor Extensions", "~/.vscode/extensions/labs.cafe\u0301-1.2.3"}));
+}
+
+TEST_F(ScannerTest, aNameEndsWithAWholeCharacter)
+{
+    Identity identity = product();
+    identity.name = "cafe";
+    identity.bundlePrefix = "com.cafe";
+    identity.editorExtensionId = "labs.cafe";
+    for (const char* name : {"cafe\u0301", "cafe.\u0301plist", "com.cafe\u0301.desktop", "com.cafe.\u00E9"}) {
+        write(library("Caches") / name, "x");
+    }
+    write(home() / ".vscode/extensions/labs.cafe\u0301-1.2.3/package.json", "{}");
+    EXPECT_THAT(scan(identity), ElementsAre(Named {"Caches", "~/Library/Caches/com.cafe.\u00E9"}));
+}
+
 TEST_F(ScannerTest, withAnEmptyNameHiddenEntriesAreTheOnesThatMatch)
 {
     Identity identity;
