@@ -35,12 +35,12 @@ template <class T, class Visit> std::vector<T> gatherFiles(const std::string& in
     });
 }
 
-// The same with the text of every entry that can be read.
+// The same with the text of every entry that can be read. A file directly in the catalog has no slug and is no entry.
 template <class T, class Visit> std::vector<T> gatherTexts(const std::string& installModelsDir, const Visit& visit)
 {
     return gatherFiles<T>(installModelsDir,
                           [&visit](const std::string& slug, const std::filesystem::path& file, std::vector<T>& found) {
-                              if (const auto text = Text::readFile(file)) {
+                              if (const auto text = Text::readFile(file); text && !slug.empty()) {
                                   visit(slug, *text, found);
                               }
                           });
@@ -48,8 +48,11 @@ template <class T, class Visit> std::vector<T> gatherTexts(const std::string& in
 
 bool isReleased(const Descriptor::Map& entry) { return Descriptor::text("release", entry) == "yes"; }
 
-Entry entryOf(const std::filesystem::path& file)
+Entry entryOf(const std::string& slug, const std::filesystem::path& file)
 {
+    if (slug.empty()) {
+        return {.file = file, .fault = "The file “model.toml” is directly in the catalog and has no slug.", .repo = {}};
+    }
     const auto text = Text::readFile(file);
     if (!text) {
         return {.file = file, .fault = text.error(), .repo = {}};
@@ -65,11 +68,14 @@ Entry entryOf(const std::filesystem::path& file)
 // The value of a line as the matching reads it: between the first and the last double quote.
 std::optional<std::string_view> quotedRepo(std::string_view line)
 {
-    if (!line.starts_with("repo")) {
+    if (!Text::startsWith(line, "repo")) {
         return std::nullopt;
     }
-    const std::size_t first = line.find('"');
-    const std::size_t last = line.rfind('"');
+    const std::size_t first = Text::find(line, '"');
+    std::size_t last = first;
+    for (std::size_t at = first; at != std::string_view::npos; at = Text::find(line, '"', at + 1)) {
+        last = at;
+    }
     return first == last ? std::nullopt : std::optional(line.substr(first + 1, last - first - 1));
 }
 
@@ -77,7 +83,7 @@ bool names(std::string_view text, const std::string& needle)
 {
     return std::ranges::any_of(Text::lines(text), [&needle](std::string_view line) {
         const auto repo = quotedRepo(line);
-        return repo && repo->ends_with(needle);
+        return repo && Text::endsWith(*repo, needle);
     });
 }
 
@@ -103,8 +109,8 @@ std::vector<CatalogModel> scan(const std::string& installModelsDir)
 
 std::vector<Entry> entries(const std::string& installModelsDir)
 {
-    const auto visit = [](const std::string& /*slug*/, const std::filesystem::path& file, std::vector<Entry>& found) {
-        found.push_back(entryOf(file));
+    const auto visit = [](const std::string& slug, const std::filesystem::path& file, std::vector<Entry>& found) {
+        found.push_back(entryOf(slug, file));
     };
     std::vector<Entry> all = gatherFiles<Entry>(installModelsDir, visit);
     std::ranges::sort(all, {}, &Entry::file);

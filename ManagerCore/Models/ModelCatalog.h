@@ -8,8 +8,8 @@
 
 #include "ManagerCore/Models/CatalogModel.h"
 
-// The models that an install-models folder offers: one "model.toml" for each, at any depth below its "catalog". What
-// cannot be read has no say but among the entries. Reads the whole catalog: not for the interface thread.
+// The models that an install-models folder offers: one "model.toml" for each, in a folder at any depth below its
+// "catalog". Unreadable files are skipped, except by entries(). Reads the whole catalog: not for the interface thread.
 namespace ManagerCore::ModelCatalog
 {
 
@@ -19,13 +19,13 @@ std::vector<CatalogModel> scan(const std::string& installModelsDir);
 // What a file of the catalog says, offered or not.
 struct Entry {
     std::filesystem::path file;
-    std::optional<std::string> fault; // one sentence why it cannot be read
+    std::optional<std::string> fault; // one sentence why it cannot be used
     bool hasKeys = false;
     bool released = false;
     std::string repo;
 };
 
-// Every entry by its file, also those that cannot be read.
+// Every file of the catalog, also those that cannot be read and one directly in the catalog, which is no entry.
 std::vector<Entry> entries(const std::string& installModelsDir);
 
 // The first entry by slug whose repository ends with "/" and `model`, released or not. Reads the line alone, stricter

@@ -83,6 +83,16 @@ TEST_F(ModelCatalogTest, entriesLieAtAnyDepthHiddenOnesAndPackagesIncluded)
     EXPECT_THAT(slugs(), ElementsAre(".hidden/c", "Tool.app/Contents/d", "a", "a/b", "a/b/c/d/e/f/g"));
 }
 
+TEST_F(ModelCatalogTest, aFileDirectlyInTheCatalogIsNoEntry)
+{
+    add("", "release = yes\nrepo = \"org/Twin\"\n");
+    EXPECT_THAT(slugs(), IsEmpty());
+    EXPECT_EQ(slugFor("Twin"), "none");
+    add("z", "release = yes\nrepo = \"org/Twin\"\n");
+    EXPECT_THAT(slugs(), ElementsAre("z"));
+    EXPECT_EQ(slugFor("Twin"), "z");
+}
+
 TEST_F(ModelCatalogTest, onlyTheExactFileNameCounts)
 {
     for (const char* name : {"Model.toml", "model.TOML", "model.toml~", "a.model.toml", "model"}) {
@@ -218,6 +228,17 @@ TEST_F(ModelCatalogTest, theMatchReadsTheLineAlone)
     EXPECT_EQ(slugFor("Second"), "second-line");
     EXPECT_EQ(slugFor("Carriage"), "none") << "a carriage return with its line feed splits nothing";
     EXPECT_THAT(slugs(), ElementsAre("single"));
+}
+
+TEST_F(ModelCatalogTest, theMatchComparesTextsAndNotBytes)
+{
+    add("composed", "repo = \"org/Caf\u00E9\"\n");
+    add("marked-key", "repo\u0301 = \"org/Key\"\n");
+    add("marked-quote", "repo = \"org/Quote\"\u0301\n");
+    EXPECT_EQ(slugFor("Cafe\u0301"), "composed");
+    EXPECT_EQ(slugFor("Key"), "none");
+    EXPECT_EQ(slugFor("Quote"), "none");
+    EXPECT_EQ(slugFor("\u0301"), "none");
 }
 
 TEST_F(ModelCatalogTest, theFirstMatchBySlugWins)

@@ -241,11 +241,11 @@ TEST(ErrorTexts, areSentencesThatNameTheFile)
     EXPECT_EQ(ErrorText::reading(EIO, file), "The file “P” couldn’t be opened (Input/output error).");
     EXPECT_EQ(ErrorText::launching(ENOMEM, file), "The file “P” couldn’t be run (Cannot allocate memory).");
     EXPECT_EQ(ErrorText::attribute(E2BIG, file, "user.a"),
-              "The attribute “user.a” of the file “P” couldn’t be saved because it is too large for the volume.");
+              "The attribute “user.a” of the file “P” couldn’t be copied because it is too large for the volume.");
     EXPECT_EQ(ErrorText::attribute(ENOSPC, file, "user.a"),
-              "The attribute “user.a” of the file “P” couldn’t be saved because the volume has no room for it.");
+              "The attribute “user.a” of the file “P” couldn’t be copied because it is too large for the volume.");
     EXPECT_EQ(ErrorText::attribute(EIO, file, "user.a"),
-              "The attribute “user.a” of the file “P” couldn’t be saved (Input/output error).");
+              "The attribute “user.a” of the file “P” couldn’t be copied (Input/output error).");
     EXPECT_EQ(ErrorText::refusedName(file), "The name “P” can’t be used on this volume.");
 }
 
