@@ -57,6 +57,10 @@ bench  -                libbenchmark-dev                     google-benchmark
 bench  python3          python3                              -
 bench  rg               ripgrep                              ripgrep
 bench  Xvfb             xvfb                                 -
+bench  xdotool          xdotool                              -
+bench  xclip            xclip                                -
+bench  mkfs.xfs         xfsprogs                             -
+bench  mkfs.btrfs       btrfs-progs                          -
 lint   clang++-19       clang-19                             -
 lint   clang-tidy-19    clang-tidy-19                        -
 lint   clang-format-19  clang-format-19                      -
