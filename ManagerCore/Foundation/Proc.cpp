@@ -255,7 +255,7 @@ struct Collected {
     Stream stream = Stream::output;
     Platform::UniqueFd end;
     std::string bytes;
-    std::size_t told = 0;
+    std::size_t reported = 0;
     std::size_t trimAt = firstTrim;
 
     [[nodiscard]] bool isOpen() const { return end.isOpen(); }
@@ -269,7 +269,7 @@ struct Collected {
         }
         const std::size_t dropped = bytes.size() - Text::lastCharacters(bytes, kept + 1).size();
         bytes.erase(0, dropped);
-        told -= std::min(told, dropped);
+        reported -= std::min(reported, dropped);
         trimAt = std::max(firstTrim, 2 * bytes.size());
     }
 };
@@ -367,7 +367,7 @@ private:
                                        {.fd = stopping_ ? -1 : wake_, .events = POLLIN, .revents = 0}}};
         const int happened = ::poll(waited.data(), waited.size(), timeLeft());
         if (happened == 0) {
-            tellPrompts();
+            reportPrompts();
         } else if (happened > 0) {
             for (std::size_t index = 0; index < streams_.size(); index++) {
                 if (waited[index].revents != 0) {
@@ -379,14 +379,14 @@ private:
         askToStop();
     }
 
-    // In milliseconds, as poll takes it: until force is due or a prompt is to be told, or for ever.
+    // In milliseconds, as poll takes it: until force is due or a prompt is to be reported, or for ever.
     [[nodiscard]] int timeLeft() const
     {
         if (stopping_ && !forced_) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(forceAt_ - Clock::now());
             return static_cast<int>(std::max<std::int64_t>(left.count() + 1, 0));
         }
-        if (options_.onPrompt && std::ranges::any_of(streams_, &Run::hasUntold)) {
+        if (options_.onPrompt && std::ranges::any_of(streams_, &Run::hasUnreported)) {
             return silence;
         }
         constexpr int withoutWake = 100;
@@ -417,7 +417,7 @@ private:
         const ssize_t count = ::read(stream.end.get(), buffer_.data(), buffer_.size());
         if (count > 0) {
             stream.bytes.append(buffer_.data(), static_cast<std::size_t>(count));
-            tellLines(stream, filled);
+            reportLines(stream, filled);
             stream.trim(options_.kept);
             return true;
         }
@@ -425,7 +425,7 @@ private:
             return errno == EINTR;
         }
         stream.end.reset();
-        tellRest(stream);
+        reportRest(stream);
         return false;
     }
 
@@ -436,48 +436,48 @@ private:
             if (stream.isOpen()) {
                 ::fcntl(stream.end.get(), F_SETFL, O_NONBLOCK);
                 while (readSome(stream)) { }
-                tellRest(stream);
+                reportRest(stream);
             }
         }
     }
 
-    static bool hasUntold(const Collected& stream) { return stream.told < stream.bytes.size(); }
+    static bool hasUnreported(const Collected& stream) { return stream.reported < stream.bytes.size(); }
 
-    void tellLines(Collected& stream, std::size_t searchFrom)
+    void reportLines(Collected& stream, std::size_t searchFrom)
     {
         if (!options_.onLine) {
             return;
         }
         for (std::size_t at = stream.bytes.find('\n', searchFrom); at != std::string::npos;
              at = stream.bytes.find('\n', at + 1)) {
-            options_.onLine(stream.stream, untold(stream, at));
-            stream.told = at + 1;
+            options_.onLine(stream.stream, unreported(stream, at));
+            stream.reported = at + 1;
         }
     }
 
-    void tellRest(Collected& stream)
+    void reportRest(Collected& stream)
     {
-        if (options_.onLine && hasUntold(stream)) {
-            options_.onLine(stream.stream, untold(stream, stream.bytes.size()));
-            stream.told = stream.bytes.size();
+        if (options_.onLine && hasUnreported(stream)) {
+            options_.onLine(stream.stream, unreported(stream, stream.bytes.size()));
+            stream.reported = stream.bytes.size();
         }
     }
 
     // A text that ends inside of a character is none yet.
-    void tellPrompts()
+    void reportPrompts()
     {
         for (Collected& stream : streams_) {
-            const std::string_view text = std::string_view(stream.bytes).substr(stream.told);
+            const std::string_view text = std::string_view(stream.bytes).substr(stream.reported);
             if (options_.onPrompt && !text.empty() && Text::isUtf8(text)) {
                 options_.onPrompt(stream.stream, text);
-                stream.told = stream.bytes.size();
+                stream.reported = stream.bytes.size();
             }
         }
     }
 
-    static std::string untold(const Collected& stream, std::size_t end)
+    static std::string unreported(const Collected& stream, std::size_t end)
     {
-        return Text::repairedUtf8(stream.bytes.substr(stream.told, end - stream.told));
+        return Text::repairedUtf8(stream.bytes.substr(stream.reported, end - stream.reported));
     }
 
     const WatcherOptions& options_;
