@@ -1,6 +1,7 @@
 #include "CodeManagerCLI/DoctorCommand.h"
 
 #include <algorithm>
+#include <functional>
 
 #include <nlohmann/json.hpp>
 
@@ -38,6 +39,26 @@ Mark markOf(Doctor::State state)
     return {};
 }
 
+// In place of what is in order, one finding for each check. The findings are sorted by their state.
+std::vector<Doctor::Finding> summedUp(const std::vector<Doctor::Finding>& findings)
+{
+    std::vector<Doctor::Finding> shown;
+    std::size_t passed = 0;
+    for (const Doctor::Finding& finding : findings) {
+        const bool isFirst
+            = shown.empty() || shown.back().state != finding.state || shown.back().check != finding.check;
+        if (isFirst || finding.state != Doctor::State::ok) {
+            shown.push_back(finding);
+            passed = 0;
+        }
+        if (finding.state == Doctor::State::ok) {
+            passed++;
+            shown.back().message = passed == 1 ? "1 check passed." : std::to_string(passed) + " checks passed.";
+        }
+    }
+    return shown;
+}
+
 void print(Output& output, const std::vector<Doctor::Finding>& findings)
 {
     std::size_t width = 0;
@@ -49,7 +70,6 @@ void print(Output& output, const std::vector<Doctor::Finding>& findings)
         const std::string gap(width - finding.check.size() + 2, ' ');
         output.markedLine(mark.text, mark.tone, "  " + finding.check + gap + finding.message);
     }
-    output.line(Doctor::summary(findings));
 }
 
 void printJson(Output& output, const std::vector<Doctor::Finding>& findings)
@@ -64,7 +84,7 @@ void printJson(Output& output, const std::vector<Doctor::Finding>& findings)
 
 } // namespace
 
-int run(const Context& context, const std::string& projectDir)
+int run(const Context& context, const std::string& projectDir, bool all)
 {
     Doctor::Subject subject {.descriptor = descriptorFile(context), .identity = {}, .actions = {}, .projectDir = {}};
     // What cannot be read is a finding and no message of its own.
@@ -74,11 +94,13 @@ int run(const Context& context, const std::string& projectDir)
     }
     subject.projectDir
         = projectDir.empty() ? ManagerCore::ProjectDir::peekProjectDir(subject.identity.name) : projectDir;
-    const std::vector<Doctor::Finding> findings = Doctor::examine(subject);
+    std::vector<Doctor::Finding> findings = Doctor::examine(subject);
     if (context.json) {
         printJson(context.output, findings);
     } else {
-        print(context.output, findings);
+        std::ranges::stable_sort(findings, std::ranges::greater {}, &Doctor::Finding::state);
+        print(context.output, all ? findings : summedUp(findings));
+        context.output.line(Doctor::summary(findings));
     }
     const bool broken = std::ranges::count(findings, Doctor::State::error, &Doctor::Finding::state) > 0;
     return broken ? ExitStatus::failed : ExitStatus::done;
@@ -86,9 +108,11 @@ int run(const Context& context, const std::string& projectDir)
 
 void declare(CommandTree& tree)
 {
-    CLI::App& command = tree.noun("doctor", "Check what the product needs and tell what to do about what is wrong");
+    CLI::App& command = tree.noun("doctor", "Check what the product needs and say how to fix what is wrong");
     const auto project = Project::add(tree, command);
-    tree.setAction(command, [project](const Context& context) { return run(context, Project::named(project)); });
+    const auto all = addFlag(command, "--all", "Show every check that passed");
+    tree.setAction(command,
+                   [project, all](const Context& context) { return run(context, Project::named(project), *all); });
 }
 
 } // namespace CodeManagerCLI::DoctorCommand

@@ -12,9 +12,9 @@ class CommandTree;
 namespace DoctorCommand
 {
 
-// What keeps the product from being looked after, finding by finding; fails when one of them is an error. Without a
-// `projectDir` the remembered one is looked at.
-int run(const Context& context, const std::string& projectDir);
+// Prints the problems of the installation, errors first, and the checks that passed, one line for each kind or, with
+// `all`, for each check. Fails when there is an error. Without a `projectDir` the remembered one is checked.
+int run(const Context& context, const std::string& projectDir, bool all);
 
 void declare(CommandTree& tree);
 
