@@ -96,8 +96,8 @@ class Check:
         from support.waiting import until
         from support.window import PANES, Role, Window
 
-        told = self.root.run("code-manager", "--version", environment=self.sample.environment)
-        expect(told == f"Code Manager {self.version}\n", f"The window has another version: {told}")
+        output = self.root.run("code-manager", "--version", environment=self.sample.environment)
+        expect(output == f"Code Manager {self.version}\n", f"The window has another version: {output}")
         empty = self.picture(desktop)
         window = Window(self.sample.environment, self.sample.scratch / "window", wrapper=self.root.command(),
                         executable="/usr/bin/code-manager")
