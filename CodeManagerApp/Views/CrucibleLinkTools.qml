@@ -47,8 +47,8 @@ Flow {
             title: "Back up links"
             acceptLabel: "Back up"
             fileMode: FileDialog.SaveFile
-            // The model refuses a file that exists: do not ask whether to replace it.
-            options: FileDialog.DontConfirmOverwrite
+            // A file that exists is refused: do not ask whether to replace it. The linter does not know the options.
+            options: FileDialog.DontConfirmOverwrite // qmllint disable
             defaultSuffix: "toml"
             onAccepted: root.model.requestLinkBackup(selectedFile)
             onVisibleChanged: {
