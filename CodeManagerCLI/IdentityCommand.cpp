@@ -7,6 +7,7 @@
 #include "CodeManagerCLI/CommandTree.h"
 #include "CodeManagerCLI/Output.h"
 #include "CodeManagerCLI/Product.h"
+#include "ManagerCore/Foundation/DescriptorFields.h"
 
 namespace CodeManagerCLI::IdentityCommand
 {
@@ -14,35 +15,15 @@ namespace CodeManagerCLI::IdentityCommand
 namespace
 {
 
-Json jsonOf(const ManagerCore::Identity& identity)
-{
-    return {
-        {"name", identity.name},
-        {"display", identity.display},
-        {"bundlePrefix", identity.bundlePrefix},
-        {"appPaths", identity.appPaths},
-        {"binaries", identity.binaries},
-        {"configDirs", identity.configDirs},
-        {"modelPaths", identity.modelPaths},
-        {"modelLocations", identity.modelLocations},
-        {"modelDisplay", identity.modelDisplay},
-        {"editorExtensionId", identity.editorExtensionId},
-        {"marker", identity.marker},
-        {"sweepNames", identity.sweepNames},
-        {"sweepDirs", identity.sweepDirs},
-    };
-}
+namespace DescriptorFields = ManagerCore::DescriptorFields;
 
-Json jsonOf(const ManagerCore::ManagerActions& actions)
+template <class Record, class Fields> Json jsonOf(const Record& record, const Fields& fields)
 {
-    return {
-        {"defaultsPath", actions.defaultsPath},
-        {"launchAgent", actions.launchAgent},
-        {"serverBin", actions.serverBin},
-        {"serverPort", actions.serverPort},
-        {"serverLog", actions.serverLog},
-        {"modelServed", actions.modelServed},
-    };
+    Json document = Json::object();
+    for (const auto& field : fields) {
+        document[std::string(field.name)] = field.list != nullptr ? Json(record.*field.list) : Json(record.*field.text);
+    }
+    return document;
 }
 
 // A list takes a row for each of its elements.
@@ -65,7 +46,8 @@ void addRows(std::vector<Row>& rows, const Json& record)
 int run(const Context& context)
 {
     const Product product = loadProduct(context);
-    const Json document {{"identity", jsonOf(product.identity)}, {"actions", jsonOf(product.actions)}};
+    const Json document {{"identity", jsonOf(product.identity, DescriptorFields::identity)},
+                         {"actions", jsonOf(product.actions, DescriptorFields::actions)}};
     if (context.json) {
         context.output.json(document);
         return ExitStatus::done;
