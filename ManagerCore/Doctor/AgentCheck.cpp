@@ -48,7 +48,7 @@ public:
         }
         const auto bytes = Text::readBytes(file_);
         if (!bytes) {
-            report_.fail(advised(bytes.error(), "mend " + inQuotes(file_) + " or install the engine anew"));
+            report_.fail(advised(bytes.error(), "fix " + inQuotes(file_) + " or install the engine anew"));
             return report_.take();
         }
         list_ = PropertyList::parse(*bytes);

@@ -46,7 +46,7 @@ private:
     {
         const auto text = Text::readFile(file);
         if (!text) {
-            report_.fail(advised(text.error(), "mend " + inQuotes(file) + " or take it away"));
+            report_.fail(advised(text.error(), "fix " + inQuotes(file) + " or take it away"));
         } else if (const auto database = Database::load(file)) {
             lookAt(file, *database);
         } else {

@@ -1,9 +1,7 @@
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <set>
-#include <sys/stat.h>
 
 #include "ManagerCore/Doctor/Checks.h"
 #include "ManagerCore/Doctor/Report.h"
@@ -17,25 +15,6 @@ namespace
 {
 
 using Path = std::filesystem::path;
-
-constexpr std::int64_t comparedUpTo = std::int64_t {256} << 20U; // larger files are not taken for copies
-
-bool isSameBuild(const Path& one, const Path& other)
-{
-    struct stat left {};
-    struct stat right {};
-    if (::stat(one.c_str(), &left) != 0 || ::stat(other.c_str(), &right) != 0) {
-        return false;
-    }
-    if (left.st_dev == right.st_dev && left.st_ino == right.st_ino) {
-        return true;
-    }
-    if (left.st_size != right.st_size || left.st_size > comparedUpTo) {
-        return false;
-    }
-    const auto bytes = Text::readBytes(one);
-    return bytes && bytes == Text::readBytes(other);
-}
 
 // What the name starts from a shell first, then what it would start if that were not there.
 std::vector<Path> onSearchPath(const std::string& name)
@@ -62,7 +41,7 @@ void lookAtSearchPath(Report& report, const Path& installed)
     }
     std::vector<Path> others;
     std::ranges::copy_if(candidates, std::back_inserter(others), [&installed](const Path& candidate) {
-        return !isSameBuild(candidate, installed);
+        return FilePath::resolved(candidate) != FilePath::resolved(installed);
     });
     const Path& first = candidates.front();
     if (!others.empty() && others.front() == first) {
@@ -71,12 +50,12 @@ void lookAtSearchPath(Report& report, const Path& installed)
                     + inQuotes(FilePath::parent(first)) + " there.");
         others.erase(others.begin());
     } else {
-        report.ok("On the PATH " + inQuotes(name) + " is " + inQuotes(first) + ", the build that is installed.");
+        report.ok("On the PATH " + inQuotes(name) + " is " + inQuotes(first) + ", the installed one.");
     }
     if (!others.empty()) {
         report.warn("The PATH holds " + counted(others.size(), "other program", "other programs") + " called "
                     + inQuotes(name) + " farther back, first " + inQuotes(others.front())
-                    + ": see among the components whether that is an old build.");
+                    + ": check in the Components pane whether they are old.");
     }
 }
 

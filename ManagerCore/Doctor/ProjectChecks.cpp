@@ -102,7 +102,7 @@ void lookAtEntry(Report& report, const ModelCatalog::Entry& entry)
 {
     const std::string named = "The catalog's entry " + inQuotes(entry.file);
     if (entry.fault) {
-        report.fail(advised(*entry.fault, "mend " + inQuotes(entry.file) + " or take it out of the catalog"));
+        report.fail(advised(*entry.fault, "fix " + inQuotes(entry.file) + " or take it out of the catalog"));
     } else if (!entry.hasKeys) {
         report.warn(named + " says nothing: write it or take it out of the catalog.");
     } else if (entry.released && entry.repo.empty()) {

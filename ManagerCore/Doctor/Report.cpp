@@ -18,9 +18,8 @@ constexpr std::size_t listed = 20;
 
 std::string whatIsLeftOut(std::size_t count, State worst)
 {
-    const std::string findings = counted(count, "finding", "findings") + " more of this kind";
-    return worst == State::ok ? findings + " tell of nothing wrong."
-                              : findings + " did not fit here: see to those above and check again.";
+    return counted(count, "more finding", "more findings") + " of this kind "
+        + (worst == State::ok ? "passed." : "are not shown: fix those above and check again.");
 }
 
 } // namespace

@@ -228,7 +228,7 @@ TEST_F(DoctorTest, OfVeryManyFindingsTheWorstAreListed)
     EXPECT_EQ(sentences.front(),
               "error: The database descriptor “" + (databases() / "z.toml").string() + "” gives no id: give it one.");
     EXPECT_EQ(sentences.back(),
-              "warning: 42 findings more of this kind did not fit here: see to those above and check again.");
+              "warning: 42 more findings of this kind are not shown: fix those above and check again.");
 }
 
 TEST_F(DoctorTest, AreCounted)

@@ -28,7 +28,7 @@ TEST_F(ExecutablesCheckTest, OfTheDeclaredOnesTheFirstThatExistsIsUsed)
                 ElementsAre("ok: The executable “~/bin/zyn” is there and can be run.",
                             "ok: The executable “~/opt/zyn” is not there, and “~/bin/zyn” is used.",
                             "ok: The backend's executable “~/bin/server” is there and can be run.",
-                            "ok: On the PATH “zyn” is “~/bin/zyn”, the build that is installed."));
+                            "ok: On the PATH “zyn” is “~/bin/zyn”, the installed one."));
 }
 
 TEST_F(ExecutablesCheckTest, WhatIsNotInstalledYetIsAWarning)
@@ -90,12 +90,11 @@ TEST_F(ExecutablesCheckTest, ItShouldBeFoundOnThePath)
         Contains("warning: “zyn” is not found on the PATH and starts by its whole path alone: add “~/bin” to PATH."));
 }
 
-TEST_F(ExecutablesCheckTest, LinksAndCopiesOfItOnThePathAreTheSameBuild)
+TEST_F(ExecutablesCheckTest, ALinkToItOnThePathIsTheInstalledOne)
 {
     makeLink(home() / "links/zyn", home() / "bin/zyn");
-    makeExecutable(home() / "copies/zyn", TestSupport::read(home() / "bin/zyn"));
-    const EnvironmentVariable path("PATH", search((home() / "links").string() + ":" + (home() / "copies").string()));
-    EXPECT_THAT(said(), Contains("ok: On the PATH “zyn” is “~/links/zyn”, the build that is installed."));
+    const EnvironmentVariable path("PATH", search((home() / "links").string() + ":" + (home() / "bin").string()));
+    EXPECT_THAT(said(), Contains("ok: On the PATH “zyn” is “~/links/zyn”, the installed one."));
     EXPECT_EQ(said().size(), 4U);
 }
 
@@ -115,11 +114,11 @@ TEST_F(ExecutablesCheckTest, OtherBuildsBehindItAreTold)
     const std::string folders
         = (home() / "bin").string() + ":" + (home() / "old").string() + ":" + (home() / "older").string();
     const EnvironmentVariable path("PATH", search(folders));
-    EXPECT_THAT(said(), Contains("ok: On the PATH “zyn” is “~/bin/zyn”, the build that is installed."));
+    EXPECT_THAT(said(), Contains("ok: On the PATH “zyn” is “~/bin/zyn”, the installed one."));
     EXPECT_THAT(
         said(),
-        Contains("warning: The PATH holds 2 other programs called “zyn” farther back, first “~/old/zyn”: see among "
-                 "the components whether that is an old build."));
+        Contains("warning: The PATH holds 2 other programs called “zyn” farther back, first “~/old/zyn”: check in "
+                 "the Components pane whether they are old."));
 }
 
 class AgentCheckTest : public DoctorTest
@@ -159,12 +158,12 @@ TEST_F(AgentCheckTest, OneThatCannotBeReadIsAnError)
     ASSERT_EQ(::mkfifo(agent().c_str(), 0600), 0);
     EXPECT_THAT(
         said(),
-        ElementsAre("error: The file “com.zyn.test.plist” couldn’t be opened because it isn’t a regular file: mend "
+        ElementsAre("error: The file “com.zyn.test.plist” couldn’t be opened because it isn’t a regular file: fix "
                     "“~/Library/LaunchAgents/com.zyn.test.plist” or install the engine anew."));
     fs::remove(agent());
     makeLink(agent(), home() / "gone");
     EXPECT_THAT(said(),
-                ElementsAre("error: The file “com.zyn.test.plist” doesn’t exist: mend "
+                ElementsAre("error: The file “com.zyn.test.plist” doesn’t exist: fix "
                             "“~/Library/LaunchAgents/com.zyn.test.plist” or install the engine anew."));
 }
 

@@ -180,15 +180,18 @@ TEST_F(CatalogCheckTest, MalformedEntriesAreTold)
     write(catalog() / "a/model.toml", "\xFF");
     write(catalog() / "b/model.toml", "no key\n");
     write(catalog() / "c/model.toml", "release = \"yes\"\n");
+    write(catalog() / "model.toml", "release = \"yes\"\nrepo = \"org/Lost\"\n");
     EXPECT_THAT(
         said(),
-        ElementsAre("ok: The catalog “work/install-models/catalog” has 4 entries and offers 2 models.",
-                    "error: The file “model.toml” couldn’t be opened because it isn’t UTF-8 text: mend "
+        ElementsAre("ok: The catalog “work/install-models/catalog” has 5 entries and offers 2 models.",
+                    "error: The file “model.toml” couldn’t be opened because it isn’t UTF-8 text: fix "
                     "“work/install-models/catalog/a/model.toml” or take it out of the catalog.",
                     "warning: The catalog's entry “work/install-models/catalog/b/model.toml” says nothing: write "
                     "it or take it out of the catalog.",
                     "warning: The catalog's entry “work/install-models/catalog/c/model.toml” is offered without "
-                    "saying where its model comes from: give it “repo”."));
+                    "saying where its model comes from: give it “repo”.",
+                    "error: The file “model.toml” is directly in the catalog and has no slug: fix "
+                    "“work/install-models/catalog/model.toml” or take it out of the catalog."));
 }
 
 class DatabasesCheckTest : public DoctorTest
@@ -240,7 +243,7 @@ TEST_F(DatabasesCheckTest, DescriptorsThatCannotBeUsedAreErrors)
     EXPECT_THAT(
         said(),
         ElementsAre("ok: The database “A” of “databases/a.toml” is installed at “~/installed/a”.",
-                    "error: The file “b.toml” couldn’t be opened because it isn’t UTF-8 text: mend "
+                    "error: The file “b.toml” couldn’t be opened because it isn’t UTF-8 text: fix "
                     "“databases/b.toml” or take it away.",
                     "error: The database descriptor “databases/c.toml” gives no id: give it one.",
                     "error: The database “d” of “databases/d.toml” does not say where it belongs: give it “dest”.",
