@@ -15,7 +15,7 @@ namespace
 
 using std::filesystem::path;
 
-// The XDG base directory specification ignores relative paths.
+// The XDG base directory rules ignore relative paths.
 path fromEnvironment(const char* name)
 {
     const char* value = std::getenv(name);

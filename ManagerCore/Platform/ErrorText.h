@@ -12,8 +12,8 @@ namespace ManagerCore::Platform::ErrorText
 // `path` could not be written, created or copied.
 std::string saving(int error, const std::filesystem::path& path);
 
-// The extended attribute `name` of `path` could not be copied. ENOSPC does not mean a full volume here: a file system may
-// limit the attributes of one file.
+// The extended attribute `name` of `path` could not be copied. ENOSPC does not mean a full volume here: a file system
+// may limit the attributes of one file.
 std::string attribute(int error, const std::filesystem::path& path, const std::string& name);
 
 // The volume does not allow the name of `path` (EINVAL, EILSEQ or ENOENT when it is created).
