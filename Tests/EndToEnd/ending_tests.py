@@ -79,7 +79,7 @@ class Closing(EndingTest):
         window.ask_to_close()
         window.keys("ctrl+q")
         self.assertTrue(window.running)
-        self.assertEqual(len(window.all(Role.PUSH_BUTTON, "Stop and Close")), 1, window.outline())
+        until(lambda: len(window.all(Role.PUSH_BUTTON, "Stop and Close")) == 1, lambda: window.outline())
 
     def test_the_question_holds_the_keyboard(self):
         window, _ = self.open_with_stop_under_way()
@@ -116,10 +116,6 @@ class Closing(EndingTest):
         self.expect_question(window, False)
         window.ask_to_close()
         self.expect_ended(window, [])
-
-    def kill_stubborn_server(self):
-        for process in processes.in_group(int((self.sample.scratch / "stubborn-process").read_text())):
-            os.kill(process, signal.SIGKILL)
 
 
 class Children(EndingTest):

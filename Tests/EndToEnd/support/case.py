@@ -65,15 +65,18 @@ class WindowTest(unittest.TestCase):
         agent["ProgramArguments"] = [str(script)]
         agent["ExitTimeOut"] = 300
         sample.agent_file.write_bytes(plistlib.dumps(agent))
-        self.addCleanup(self._end_stubborn_service, note, before)
+        self.addCleanup(self._end_stubborn_service, before)
         if sample.service("start").returncode != 0:
             raise AssertionError("The service could not be started.")
         until(note.exists, "the service runs")
 
-    def _end_stubborn_service(self, note, agent):
-        session = int(note.read_text())
-        for process in processes.in_group(processes.group_of(session) or session):
+    def kill_stubborn_server(self):
+        server = int((self.sample.scratch / "stubborn-process").read_text())
+        for process in processes.in_group(processes.group_of(server) or server):
             os.kill(process, signal.SIGKILL)
+
+    def _end_stubborn_service(self, agent):
+        self.kill_stubborn_server()
         self.sample.service("stop")
         self.sample.agent_file.write_bytes(agent)
 
