@@ -22,6 +22,12 @@ Native::Frame Native::fitted(double width, double height, double square)
         .x = (square - shownWidth) / 2, .y = (square - shownHeight) / 2, .width = shownWidth, .height = shownHeight};
 }
 
+std::array<double, 3> Native::components(std::uint32_t colour)
+{
+    const auto part = [colour](unsigned bit) { return ((colour >> bit) & 0xFFU) / 255.0; };
+    return {part(16), part(8), part(0)};
+}
+
 std::optional<std::string> open(const std::filesystem::path& file)
 {
     return FilePath::exists(file) ? Native::open(file) : std::optional(ErrorText::missing(file));

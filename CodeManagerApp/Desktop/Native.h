@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 #include "CodeManagerApp/Desktop/Desktop.h"
 
 // The parts of Desktop.h that differ between platforms and need checks that do not. CMake selects the implementation.
@@ -18,6 +20,9 @@ struct Frame {
     double height = 0;
 };
 Frame fitted(double width, double height, double square);
+
+// Red, green and blue of a colour (0xRRGGBB), from 0 to 1.
+std::array<double, 3> components(std::uint32_t colour);
 
 // Draws the system's symbol in this colour (0xRRGGBB), as `fitted` says, in the empty picture. False where
 // the system has none of this name.

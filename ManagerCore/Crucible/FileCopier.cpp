@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "ManagerCore/Platform/Copying.h"
+#include "ManagerCore/Platform/Platform.h"
 
 namespace ManagerCore
 {
@@ -14,7 +15,6 @@ namespace
 
 constexpr std::size_t chunkSize = std::size_t {1} << 20;
 constexpr off_t writeBackStep = off_t {8} << 20;
-constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
 
 using Error = FileCopier::Error;
 
@@ -56,10 +56,7 @@ FileCopier::Outcome FileCopier::copy(int source, int destination, const struct s
     return {};
 }
 
-bool FileCopier::hasHoles(const struct stat& info)
-{
-    return static_cast<std::int64_t>(info.st_blocks) * bytesPerBlock < info.st_size;
-}
+bool FileCopier::hasHoles(const struct stat& info) { return Platform::bytesInBlocks(info) < info.st_size; }
 
 std::optional<FileCopier::Extent> FileCopier::nextData(int file, off_t offset, off_t length)
 {

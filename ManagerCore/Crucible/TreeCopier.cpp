@@ -384,7 +384,7 @@ private:
               const struct stat& facts)
     {
         if (made.cloned) {
-            return report(std::min<std::int64_t>(facts.st_size, facts.st_blocks * 512), entry);
+            return report(std::min<std::int64_t>(facts.st_size, Platform::bytesInBlocks(facts)), entry);
         }
         const auto outcome
             = copier.copy(source, made.descriptor, facts, [&](std::int64_t count) { return report(count, entry); });

@@ -22,8 +22,6 @@ namespace
 namespace ErrorText = Platform::ErrorText;
 using Platform::UniqueFd;
 
-constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
-
 class Reader
 {
 public:
@@ -100,7 +98,7 @@ private:
             }
         }
         if (S_ISREG(facts.st_mode)) {
-            plan_.bytes += std::min<std::int64_t>(facts.st_size, facts.st_blocks * bytesPerBlock);
+            plan_.bytes += std::min<std::int64_t>(facts.st_size, Platform::bytesInBlocks(facts));
         }
         plan_.entries.push_back(std::move(entry));
     }

@@ -13,6 +13,7 @@
 
 #include "ManagerCore/Foundation/Parallel.h"
 #include "ManagerCore/Inventory/TextFinder.h"
+#include "ManagerCore/Platform/Platform.h"
 #include "ManagerCore/Platform/UniqueFd.h"
 
 namespace ManagerCore::MarkerSearch
@@ -24,7 +25,6 @@ namespace
 constexpr unsigned workers = 8; // more than processors: a drive answers several readers sooner
 constexpr std::size_t chunkSize = std::size_t {256} << 10;
 constexpr std::size_t pageSize = 4096;
-constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
 
 ssize_t readAt(int file, char* buffer, std::size_t size, off_t offset)
 {
@@ -52,7 +52,7 @@ public:
     {
         buffer_.resize(front_ + size_);
         char* const chunk = buffer_.data() + front_;
-        bool skipsHoles = !hasZero_ && static_cast<std::int64_t>(info.st_blocks) * bytesPerBlock < info.st_size;
+        bool skipsHoles = !hasZero_ && Platform::bytesInBlocks(info) < info.st_size;
         std::size_t kept = 0;
         off_t offset = 0;
         while (true) {

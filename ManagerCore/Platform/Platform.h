@@ -66,6 +66,9 @@ std::optional<Volume> volumeOf(const std::filesystem::path& path);
 // Absent on success; on failure one sentence why, and the item stays where it was.
 std::optional<std::string> moveToTrash(const std::filesystem::path& path);
 
+// The file's blocks in bytes. Less than the length for a file with holes.
+inline std::int64_t bytesInBlocks(const struct stat& info) { return static_cast<std::int64_t>(info.st_blocks) * 512; }
+
 // The space that the regular file occupies, in bytes. Linux: at most its length in whole blocks, because ext4 counts
 // blocks of its extent tree and xfs space reserved beyond the end, which differ between two good copies. macOS: all its
 // blocks, which include those of the resource fork; the length does not.
@@ -110,7 +113,7 @@ void unshareDescriptorTable(int kept);
 // on Linux, child processes that it starts inherit the priority: start no children from it.
 void lowerThreadPriority();
 
-// A pipe whose ends no other child process inherits. False with errno when none can be had.
+// A pipe whose ends are close-on-exec. False with errno when none can be had.
 bool makePipe(std::array<UniqueFd, 2>& ends);
 
 // Makes the child begin in `folder`. Returns 0 or an errno.

@@ -6,6 +6,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -198,6 +199,20 @@ std::optional<path> resourcesOf(const path& executable)
 
 bool exists(const path& file) { return ::access(file.c_str(), F_OK) == 0; }
 
+bool areOnOneDevice(int file, int other)
+{
+    struct stat one {};
+    struct stat two {};
+    return ::fstat(file, &one) == 0 && ::fstat(other, &two) == 0 && one.st_dev == two.st_dev;
+}
+
+int openClone(int folder, const char* name)
+{
+    constexpr int flags = O_NOFOLLOW | O_CLOEXEC;
+    const int writable = ::openat(folder, name, O_RDWR | flags);
+    return writable >= 0 ? writable : ::openat(folder, name, O_RDONLY | flags);
+}
+
 bool closeOnExec(int descriptor) { return ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0; }
 
 int addSpawnFlag(posix_spawnattr_t& attributes, int flag)
@@ -208,5 +223,16 @@ int addSpawnFlag(posix_spawnattr_t& attributes, int flag)
 }
 
 } // namespace Posix
+
+// Not pipe2, which not all systems have: children close all descriptors but their streams anyway.
+bool makePipe(std::array<UniqueFd, 2>& ends)
+{
+    std::array<int, 2> made {};
+    if (::pipe(made.data()) != 0) {
+        return false;
+    }
+    ends = {UniqueFd(made[0]), UniqueFd(made[1])};
+    return Posix::closeOnExec(made[0]) && Posix::closeOnExec(made[1]);
+}
 
 } // namespace ManagerCore::Platform

@@ -37,6 +37,13 @@ std::optional<std::filesystem::path> resourcesOf(const std::filesystem::path& ex
 // Whether something exists at the path, links followed.
 bool exists(const std::filesystem::path& file);
 
+// Whether both open files are on one device.
+bool areOnOneDevice(int file, int other);
+
+// Opens the file in the folder for writing or, where its mode forbids that, for reading; no link is followed. -1 with
+// errno.
+int openClone(int folder, const char* name);
+
 // Closes the descriptor in programs that are started from now on. False with errno.
 bool closeOnExec(int descriptor);
 

@@ -16,12 +16,12 @@ NSURL* addressOf(const std::filesystem::path& file)
 
 NSImage* symbolImage(const std::string& name, int pixels, std::uint32_t colour)
 {
-    const auto part = [colour](unsigned shift) { return static_cast<double>((colour >> shift) & 0xFFU) / 255.0; };
-    NSColor* const tint = [NSColor colorWithSRGBRed:part(16) green:part(8) blue:part(0) alpha:1];
-    auto* const colours = [NSImageSymbolConfiguration configurationWithPaletteColors:@[ tint ]];
+    const auto [red, green, blue] = Native::components(colour);
+    NSColor* const tint = [NSColor colorWithSRGBRed:red green:green blue:blue alpha:1];
     auto* const size = [NSImageSymbolConfiguration configurationWithPointSize:pixels * 0.8 weight:NSFontWeightRegular];
-    NSString* const known = [NSString stringWithUTF8String:name.c_str()];
-    return [[NSImage imageWithSystemSymbolName:known accessibilityDescription:nil]
+    auto* const colours = [NSImageSymbolConfiguration configurationWithPaletteColors:@[ tint ]];
+    return [[NSImage imageWithSystemSymbolName:[NSString stringWithUTF8String:name.c_str()]
+                      accessibilityDescription:nil]
         imageWithSymbolConfiguration:[size configurationByApplyingConfiguration:colours]];
 }
 
@@ -48,43 +48,36 @@ std::optional<std::string> notify(const std::string& application, const std::str
 }
 
 std::optional<std::string> displayTrouble() { return std::nullopt; }
-
 bool hasGraphicsProcessor() { return true; }
-
 bool wantsReducedMotion() { return [[NSWorkspace sharedWorkspace] accessibilityDisplayShouldReduceMotion]; }
-
 std::string preferredFamily() { return {}; }
-
 UsualText usualText() { return { .points = 13, .dotsPerInch = 72 }; }
 
-namespace Native
+std::optional<std::string> Native::open(const std::filesystem::path& file)
 {
-
-std::optional<std::string> open(const std::filesystem::path& file)
-{
-    const bool opened = [[NSWorkspace sharedWorkspace] openURL:addressOf(file)];
+    const bool opened = [NSWorkspace.sharedWorkspace openURL:addressOf(file)];
     return opened ? std::nullopt : std::optional<std::string>("No application opened it.");
 }
 
-std::optional<std::string> reveal(const std::filesystem::path& item)
+std::optional<std::string> Native::reveal(const std::filesystem::path& item)
 {
     [[NSWorkspace sharedWorkspace] activateFileViewerSelectingURLs:@[ addressOf(item) ]];
     return std::nullopt;
 }
 
-bool drawSymbol(const std::string& name, std::uint32_t colour, Picture& picture)
+bool Native::drawSymbol(const std::string& name, std::uint32_t colour, Picture& picture)
 {
-    const int pixels = picture.pixels;
-    NSImage* const image = symbolImage(name, pixels, colour);
+    NSImage* const image = symbolImage(name, picture.pixels, colour);
     CGColorSpaceRef const space = CGColorSpaceCreateWithName(kCGColorSpaceSRGB);
-    CGContextRef const canvas = CGBitmapContextCreate(picture.argb.data(), pixels, pixels, 8,
-        static_cast<std::size_t>(pixels) * 4, space, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Host);
+    CGContextRef const canvas = CGBitmapContextCreate(picture.argb.data(), picture.pixels, picture.pixels, 8,
+        static_cast<std::size_t>(picture.pixels) * 4, space,
+        kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Host);
     CGColorSpaceRelease(space);
     if (image == nil || canvas == nullptr) {
         CGContextRelease(canvas);
         return false;
     }
-    const Frame frame = fitted(image.size.width, image.size.height, pixels);
+    const Native::Frame frame = Native::fitted(image.size.width, image.size.height, picture.pixels);
     [NSGraphicsContext saveGraphicsState];
     NSGraphicsContext.currentContext = [NSGraphicsContext graphicsContextWithCGContext:canvas flipped:NO];
     [image drawInRect:NSMakeRect(frame.x, frame.y, frame.width, frame.height)];
@@ -92,7 +85,5 @@ bool drawSymbol(const std::string& name, std::uint32_t colour, Picture& picture)
     CGContextRelease(canvas);
     return true;
 }
-
-} // namespace Native
 
 } // namespace CodeManagerApp::Desktop

@@ -17,16 +17,6 @@ void lowerThreadPriority()
     }
 }
 
-bool makePipe(std::array<UniqueFd, 2>& ends)
-{
-    std::array<int, 2> made {};
-    if (::pipe2(made.data(), O_CLOEXEC) != 0) {
-        return false;
-    }
-    ends = {UniqueFd(made[0]), UniqueFd(made[1])};
-    return true;
-}
-
 int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem::path& folder)
 {
     return ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());

@@ -27,10 +27,9 @@ std::string nameOf(const MountTable::Mount& mount)
 // st_blksize is the file system's block size here, or larger, and needs no call that could fail.
 std::int64_t allocatedSize(const struct stat& info)
 {
-    constexpr std::int64_t bytesPerBlock = 512; // the unit of st_blocks
-    const auto unit = std::max<std::int64_t>(info.st_blksize, bytesPerBlock);
+    const auto unit = std::max<std::int64_t>(info.st_blksize, 1);
     const std::int64_t wholeBlocks = (static_cast<std::int64_t>(info.st_size) + unit - 1) / unit * unit;
-    return std::min(static_cast<std::int64_t>(info.st_blocks) * bytesPerBlock, wholeBlocks);
+    return std::min(bytesInBlocks(info), wholeBlocks);
 }
 
 std::optional<Volume> volumeOf(const std::filesystem::path& path)

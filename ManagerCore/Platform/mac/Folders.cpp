@@ -29,10 +29,9 @@ std::string nameAt(const std::string& mountPoint)
         std::array<char, 1024> text; // more than a name with its zero byte takes
     };
     Reply reply {};
-    if (::getattrlist(mountPoint.c_str(), &wanted, &reply, sizeof reply, 0) != 0 || reply.name.attr_length == 0) {
-        return {};
-    }
-    return reinterpret_cast<const char*>(&reply.name) + reply.name.attr_dataoffset;
+    const bool isKnown
+        = ::getattrlist(mountPoint.c_str(), &wanted, &reply, sizeof reply, 0) == 0 && reply.name.attr_length != 0;
+    return isKnown ? reinterpret_cast<const char*>(&reply.name) + reply.name.attr_dataoffset : "";
 }
 
 } // namespace
@@ -64,7 +63,7 @@ std::optional<Volume> volumeOf(const path& path)
     return ::statfs(path.c_str(), &info) == 0 ? MacRules::volumeAt(info.f_mntonname, &nameAt) : std::nullopt;
 }
 
-std::int64_t allocatedSize(const struct stat& info) { return info.st_blocks * 512; }
+std::int64_t allocatedSize(const struct stat& info) { return bytesInBlocks(info); }
 
 int openFolderAt(int root, const char* path)
 {

@@ -12,16 +12,6 @@ namespace ManagerCore::Platform
 
 void lowerThreadPriority() { ::pthread_set_qos_class_self_np(QOS_CLASS_UTILITY, 0); }
 
-bool makePipe(std::array<UniqueFd, 2>& ends)
-{
-    std::array<int, 2> made {};
-    if (::pipe(made.data()) != 0) {
-        return false;
-    }
-    ends = {UniqueFd(made[0]), UniqueFd(made[1])};
-    return Posix::closeOnExec(made[0]) && Posix::closeOnExec(made[1]);
-}
-
 // macOS 26 deprecates this name for one that earlier systems do not have.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
@@ -31,8 +21,7 @@ int setWorkingFolder(posix_spawn_file_actions_t& actions, const std::filesystem:
 }
 #pragma clang diagnostic pop
 
-// There is no pipe2 here: between a pipe's birth and its FD_CLOEXEC another thread may start a child. Closing
-// everything by default keeps that child from inheriting it.
+// Another thread may start a child between the creation of a pipe and FD_CLOEXEC: children close all but their streams.
 int restrictInheritance(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions)
 {
     const int error = Posix::addSpawnFlag(attributes, POSIX_SPAWN_CLOEXEC_DEFAULT);
@@ -45,11 +34,9 @@ UniqueFd exitDescriptor(pid_t child)
     UniqueFd queue(::kqueue());
     struct kevent change {};
     EV_SET(&change, static_cast<uintptr_t>(child), EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
-    if (!queue.isOpen() || ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) != 0) {
-        return {}; // no descriptor left, or the child has ended already
-    }
-    Posix::closeOnExec(queue.get());
-    return queue;
+    const bool isWatched = queue.isOpen() && Posix::closeOnExec(queue.get())
+        && ::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) == 0; // fails when the child has ended already
+    return isWatched ? std::move(queue) : UniqueFd();
 }
 
 } // namespace ManagerCore::Platform

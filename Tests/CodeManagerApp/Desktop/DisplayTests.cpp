@@ -85,6 +85,11 @@ TEST_F(DisplayTest, aDrawingFillsItsSquareAndKeepsItsShape)
     EXPECT_EQ((std::array {tall.x, tall.y, tall.width, tall.height}), (std::array {7.5, 0.0, 5.0, 20.0}));
 }
 
+TEST_F(DisplayTest, aColourHasThreeComponents)
+{
+    EXPECT_EQ(Desktop::Native::components(0xFF3300), (std::array {1.0, 0.2, 0.0}));
+}
+
 TEST_F(DisplayTest, aSymbolOfNoSizeIsNotDrawn)
 {
     EXPECT_FALSE(Desktop::systemSymbol("folder", 0, 0));

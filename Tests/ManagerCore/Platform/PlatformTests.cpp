@@ -1,5 +1,6 @@
 #include "ManagerCore/Platform/Platform.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -12,6 +13,7 @@
 #include "ManagerCore/Foundation/Proc.h"
 #include "ManagerCore/Platform/ErrorText.h"
 #include "ManagerCore/Platform/Posix.h"
+#include "Tests/Support/Permissions.h"
 #include "Tests/Support/Sandbox.h"
 
 namespace Platform = ManagerCore::Platform;
@@ -23,6 +25,41 @@ namespace
 {
 
 using PlatformTest = TestSupport::SandboxTest;
+
+TEST_F(PlatformTest, aPipeIsClosedInNewPrograms)
+{
+    std::array<Platform::UniqueFd, 2> ends;
+    ASSERT_TRUE(Platform::makePipe(ends));
+    EXPECT_EQ(::write(ends[1].get(), "x", 1), 1);
+    for (const Platform::UniqueFd& end : ends) {
+        EXPECT_EQ(::fcntl(end.get(), F_GETFD), FD_CLOEXEC);
+    }
+}
+
+TEST_F(PlatformTest, devicesOfOpenFilesAreCompared)
+{
+    const Platform::UniqueFd folder(::open(home().c_str(), O_RDONLY));
+    const Platform::UniqueFd other(::open("/dev/null", O_RDONLY));
+    EXPECT_TRUE(Posix::areOnOneDevice(folder.get(), folder.get()));
+    EXPECT_FALSE(Posix::areOnOneDevice(folder.get(), other.get()));
+    EXPECT_FALSE(Posix::areOnOneDevice(folder.get(), -1));
+}
+
+TEST_F(PlatformTest, aCloneThatForbidsWritingIsOpenedForReading)
+{
+    const TestSupport::PermissionsHold hold;
+    TestSupport::write(scratch() / "file", "x");
+    TestSupport::makeLink(scratch() / "link", "file");
+    const Platform::UniqueFd folder(::open(scratch().c_str(), O_RDONLY));
+    const auto accessOf = [&folder](const char* name) {
+        const Platform::UniqueFd file(Posix::openClone(folder.get(), name));
+        return file.isOpen() ? ::fcntl(file.get(), F_GETFL) & O_ACCMODE : -1;
+    };
+    EXPECT_EQ(accessOf("file"), O_RDWR);
+    fs::permissions(scratch() / "file", fs::perms::owner_read);
+    EXPECT_EQ(accessOf("file"), O_RDONLY);
+    EXPECT_EQ(accessOf("link"), -1);
+}
 
 TEST_F(PlatformTest, theHomeIsLookedUpOnce)
 {
