@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -126,8 +127,9 @@ void makeLink(const fs::path& link, const fs::path& destination)
 
 std::string read(const fs::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    return std::move(bytes).str();
 }
 
 fs::path builtProgram(std::string_view name) { return ManagerCore::Platform::application().parent_path() / name; }
