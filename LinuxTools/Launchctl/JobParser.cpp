@@ -325,9 +325,9 @@ std::expected<Job, std::string> parse(std::string_view bytes)
     if (list == nullptr) {
         return std::unexpected("The property list is malformed.");
     }
-    const auto entry = std::ranges::find(*list, "Label", &Value::Dictionary::value_type::first);
+    const auto entry = std::ranges::find(*list, "Label", &Value::Entry::key);
     std::string label;
-    if (entry == list->end() || !readText(entry->second, label)) {
+    if (entry == list->end() || !readText(entry->value, label)) {
         return std::unexpected("The property list has no label.");
     }
     if (!Label::isValid(label)) {

@@ -111,7 +111,7 @@ bool isLoaded(const std::string& label, const Properties& unit)
 // The folder for a new unit. UnitPath is a list in which a path with a space is quoted.
 path unitFolder()
 {
-    const path folder = Paths::configUnits();
+    path folder = Paths::configUnits();
     const std::string list = "=" + systemctl({"show", "--property=UnitPath", "--value"}, "5").stdout;
     for (const char* separator : {"=", " ", "\""}) {
         if (list.contains(separator + folder.string())) {

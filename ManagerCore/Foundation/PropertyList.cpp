@@ -243,7 +243,7 @@ Value::Dictionary dictionaryOf(plist_t node)
         if (item == nullptr || key == nullptr) {
             break;
         }
-        values.emplace_back(key, valueOf(item));
+        values.push_back({.key = key, .value = valueOf(item)});
     }
     return values;
 }

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -31,10 +30,16 @@ std::vector<std::string> texts(const Tree& tree, const char* key);
 
 // A value and everything in it. Data, dates and reals are std::monostate.
 struct Value {
+    struct Entry;
     using Array = std::vector<Value>;
-    using Dictionary = std::vector<std::pair<std::string, Value>>;
+    using Dictionary = std::vector<Entry>;
 
     std::variant<std::monostate, bool, std::int64_t, std::string, Array, Dictionary> content;
+};
+
+struct Value::Entry {
+    std::string key;
+    Value value;
 };
 
 // The whole property list as a value.

@@ -56,7 +56,7 @@ UniqueFd openFolder(int root, std::string path)
         const std::size_t cut = path.rfind('/', PATH_MAX - 1);
         if (cut == std::string::npos) {
             errno = ENAMETOOLONG;
-            return UniqueFd();
+            return {};
         }
         folder = openShort(from, path.substr(0, cut));
         if (!folder.isOpen()) {

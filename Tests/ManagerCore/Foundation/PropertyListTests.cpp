@@ -189,13 +189,13 @@ TEST(PropertyLists, giveAllValues)
     const auto root = PropertyList::value(list).content;
     const auto& entries = std::get<Value::Dictionary>(root);
     ASSERT_EQ(entries.size(), 6U);
-    EXPECT_EQ(entries[0].first, "text");
-    EXPECT_EQ(std::get<std::string>(entries[0].second.content), "a");
-    EXPECT_TRUE(std::get<bool>(entries[1].second.content));
-    EXPECT_EQ(std::get<std::int64_t>(entries[2].second.content), -2);
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(entries[3].second.content));
-    EXPECT_FALSE(std::get<bool>(std::get<Value::Array>(entries[4].second.content).at(0).content));
-    EXPECT_TRUE(std::get<Value::Dictionary>(entries[5].second.content).empty());
+    EXPECT_EQ(entries[0].key, "text");
+    EXPECT_EQ(std::get<std::string>(entries[0].value.content), "a");
+    EXPECT_TRUE(std::get<bool>(entries[1].value.content));
+    EXPECT_EQ(std::get<std::int64_t>(entries[2].value.content), -2);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(entries[3].value.content));
+    EXPECT_FALSE(std::get<bool>(std::get<Value::Array>(entries[4].value.content).at(0).content));
+    EXPECT_TRUE(std::get<Value::Dictionary>(entries[5].value.content).empty());
     EXPECT_TRUE(std::holds_alternative<std::monostate>(PropertyList::value(PropertyList::Tree()).content));
 }
 
