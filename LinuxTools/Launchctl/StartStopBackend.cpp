@@ -223,6 +223,9 @@ std::vector<std::string> unsupportedKeys(const Job& job)
     return warnings;
 }
 
+// Another command may have unloaded it since the caller has found it.
+std::string notLoaded(const std::string& label) { return "“" + label + "” is not loaded any more."; }
+
 // "boot" is written last and removed first: with it the service is loaded.
 Error removeFolder(const path& folder)
 {
@@ -276,24 +279,30 @@ Result StartStopBackend::bootstrap(const Job& job, const path& /*propertyList*/,
 
 Result StartStopBackend::bootout(const std::string& label)
 {
-    const path folder = folderOf(label).value();
-    const auto job = JobParser::parse(readFile(folder / "job.plist"));
-    auto error = stop(folder, label, job ? job->exitTimeOut : Job().exitTimeOut);
-    error = error ? error : removeFolder(folder);
+    const auto folder = folderOf(label);
+    if (!folder) {
+        return std::unexpected(notLoaded(label));
+    }
+    const auto job = JobParser::parse(readFile(*folder / "job.plist"));
+    auto error = stop(*folder, label, job ? job->exitTimeOut : Job().exitTimeOut);
+    error = error ? error : removeFolder(*folder);
     return error ? Result(std::unexpected(std::move(*error))) : Result();
 }
 
 Result StartStopBackend::restart(const std::string& label)
 {
-    const path folder = folderOf(label).value();
-    const auto job = JobParser::parse(readFile(folder / "job.plist"));
+    const auto folder = folderOf(label);
+    if (!folder) {
+        return std::unexpected(notLoaded(label));
+    }
+    const auto job = JobParser::parse(readFile(*folder / "job.plist"));
     if (!job) {
         return std::unexpected(job.error());
     }
-    if (auto error = stop(folder, label, job->exitTimeOut)) {
+    if (auto error = stop(*folder, label, job->exitTimeOut)) {
         return std::unexpected(std::move(*error));
     }
-    return start(*job, folder);
+    return start(*job, *folder);
 }
 
 } // namespace LinuxTools
