@@ -82,7 +82,9 @@ Card {
     Grid {
         id: legends
 
-        columns: root.columnsWithin(legends.width)
+        property int created: 0 // itemAt() does not notify when an item is created
+
+        columns: legends.created > 0 ? root.columnsWithin(legends.width) : 1
         columnSpacing: Theme.spacing.large
         rowSpacing: Theme.spacing.tiny
         Layout.fillWidth: true
@@ -91,6 +93,8 @@ Card {
             id: entries
 
             model: root.shares
+            onItemAdded: legends.created++
+            onItemRemoved: legends.created--
 
             Row {
                 id: legend

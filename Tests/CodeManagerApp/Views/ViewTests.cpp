@@ -149,7 +149,10 @@ TEST_F(WindowTest, theLegendOfThePictureStandsInEvenLines)
     }
     model().setItems(items);
     for (const int width : {760, 980, 2000}) {
+        model().setSection(Pane::guide);
+        settle();
         window().resize(width, 640);
+        model().setSection(Pane::overview); // whose items are created while the pane is loaded
         settle();
         std::map<int, int> lines;
         for (const QString& legend : legends) {
