@@ -37,7 +37,7 @@ void checkModelOfCatalog(const CatalogModel& model)
     const std::string models = putEntry(written);
     require(ModelCatalog::scan(models) == std::vector {model}, "An entry that is written anew is the same.");
     const std::size_t slash = model.repo.rfind('/');
-    if (slash != std::string::npos) {
+    if (slash != std::string::npos && ManagerCore::Text::isCharacterAt(model.repo, slash)) {
         require(ModelCatalog::slugFor(model.repo.substr(slash + 1), models) == catalogSlug,
                 "A model is found by the name of its repository.");
     }

@@ -19,8 +19,10 @@ void checkModel(const std::string& model, std::string_view input, const std::fil
     const std::string key = ModelPath::modelKey(model);
     require(key.find('/') == std::string::npos, "No publisher is left in a key.");
     require(Text::isUtf8(key), "A key is text.");
-    Fuzz::put(file, "default: mlx\nmlx:\n  model: " + model);
-    require(ModelPath::configuredModel(file.string()) == model, "A name that is written anew is the same.");
+    const std::string separated = " " + model;
+    Fuzz::put(file, "default: mlx\nmlx:\n  model:" + separated);
+    require(!Text::isCharacterAt(separated, 0) || ModelPath::configuredModel(file.string()) == model,
+            "A name that is written anew is the same.");
 }
 
 void runDefaults(std::string_view input)
@@ -33,7 +35,7 @@ void runDefaults(std::string_view input)
     if (!Text::isUtf8(input)) {
         require(!model && status.provider == ManagerCore::unknownText, "What is no text says nothing.");
     }
-    require(status.provider.find(':') == std::string::npos, "A provider is what stands behind the last colon.");
+    require(Text::find(status.provider, ':') == std::string::npos, "A provider is what stands behind the last colon.");
     if (model) {
         checkModel(*model, input, file);
     }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Fuzz/Target.h"
+#include "Fuzz/Written.h"
 #include "ManagerCore/Foundation/Text.h"
 
 namespace
@@ -16,7 +17,9 @@ using Fuzz::require;
 void checkUnquoting(std::string_view text)
 {
     for (const char quote : {'"', '\''}) {
-        require(Descriptor::unquote(quote + std::string(text) + quote) == text, "Quotes around a text come off again.");
+        const std::string quoted = quote + std::string(text) + quote;
+        const bool enclosed = Text::isCharacterAt(quoted, 0) && Text::isCharacterAt(quoted, quoted.size() - 1);
+        require(Descriptor::unquote(quoted) == (enclosed ? text : quoted), "Quotes around a text come off again.");
     }
     const std::size_t taken = text.size() - Descriptor::unquote(text).size();
     require(taken == 0 || taken == 2, "Quotes come off in pairs.");
@@ -28,25 +31,28 @@ void checkList(std::string_view key, const Descriptor::Map& map)
     std::string written = "list = [";
     for (const std::string& element : elements) {
         require(!element.empty(), "No element is empty.");
-        require(element.find(',') == std::string::npos, "Elements end at commas.");
+        require(Text::find(element, ',') == std::string::npos, "Elements end at commas.");
         written += "\"" + element + "\", ";
     }
-    require(Descriptor::list("list", Descriptor::parse(written + "]")) == elements,
+    require(!Fuzz::Written::isPlain(written + "]", 1)
+                || Descriptor::list("list", Descriptor::parse(written + "]")) == elements,
             "A list that is written anew has the same elements.");
 }
 
 void checkEntry(std::string_view key, std::string_view value, const Descriptor::Map& map)
 {
     require(!key.empty(), "Keys are not empty.");
-    require(key.find('=') == std::string_view::npos, "A key ends at the first equals sign.");
+    require(Text::find(key, '=') == std::string_view::npos, "A key ends at the first equals sign.");
     for (const std::string_view part : {key, value}) {
-        require(part.find('#') == std::string_view::npos, "Comments are cut.");
+        require(Text::find(part, '#') == std::string_view::npos, "Comments are cut.");
         require(part == Text::trimWhiteSpace(part), "Keys and values are trimmed.");
     }
     require(map.find(key) == value, "What is listed is found.");
     require(Descriptor::text(key, map) == Descriptor::unquote(value), "A text is its value without quotes.");
-    const Descriptor::Map alone = Descriptor::parse(std::string(key) + " = " + std::string(value));
-    require(alone.size() == 1 && alone.find(key) == value, "A line that is written anew says the same.");
+    const std::string separated = " " + std::string(value);
+    const Descriptor::Map alone = Descriptor::parse(std::string(key) + " =" + separated);
+    require(!Text::isCharacterAt(separated, 0) || (alone.size() == 1 && alone.find(key) == value),
+            "A line that is written anew says the same.");
 }
 
 void runDescriptor(std::string_view input)
