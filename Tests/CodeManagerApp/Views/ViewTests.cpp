@@ -4,7 +4,6 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QSignalSpy>
-#include <QSignalSpy>
 #include <QTest>
 
 #include "CodeManagerApp/Desktop/Desktop.h"
