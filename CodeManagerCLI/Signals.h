@@ -2,7 +2,7 @@
 
 #include <functional>
 
-// How the program ends when it is told to: its child processes first, which lead sessions of their own and are not
+// How the program ends on a termination signal: its child processes first, which lead sessions of their own and are not
 // reached by the terminal's Ctrl-C, then the program itself by that very signal.
 namespace CodeManagerCLI::Signals
 {

@@ -22,7 +22,7 @@ void tell(int /*signal*/)
 {
     const int before = errno;
     const char byte = 0;
-    [[maybe_unused]] const ssize_t told = ::write(pipeEnds[1].get(), &byte, 1);
+    [[maybe_unused]] const ssize_t written = ::write(pipeEnds[1].get(), &byte, 1);
     errno = before;
 }
 

@@ -35,7 +35,7 @@ void runDefaults(std::string_view input)
     if (!Text::isUtf8(input)) {
         require(!model && status.provider == ManagerCore::unknownText, "What is no text says nothing.");
     }
-    require(Text::find(status.provider, ':') == std::string::npos, "A provider is what stands behind the last colon.");
+    require(Text::find(status.provider, ':') == std::string::npos, "A provider is the text after the last colon.");
     if (model) {
         checkModel(*model, input, file);
     }

@@ -13,7 +13,7 @@ namespace LinuxTools::ProcessTable
 struct Process {
     pid_t pid = 0;
     pid_t session = 0;
-    std::uint64_t startTime = 0; // clock ticks since the boot; tells processes with the same pid apart
+    std::uint64_t startTime = 0; // clock ticks since the boot; distinguishes processes with the same pid
     bool alive = false; // false for a zombie
 };
 

@@ -20,7 +20,7 @@ public:
         Error error = Error::none;
         int code = 0; // errno of reading and writing
     };
-    // Is told of every chunk of data that was copied; false stops the copy.
+    // Called after every copied chunk; false stops the copy.
     using OnBytes = std::function<bool(std::int64_t count)>;
 
     struct Extent {

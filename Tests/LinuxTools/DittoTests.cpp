@@ -1,4 +1,4 @@
-// The script that stands in for ditto, run as the program runs it.
+// The ditto script, run as the program runs it.
 
 #include <algorithm>
 #include <array>
